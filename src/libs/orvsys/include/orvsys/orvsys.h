@@ -1,0 +1,10 @@
+/* orvsys: the whole public interface. */
+#ifndef ORVSYS_ORVSYS_H
+#define ORVSYS_ORVSYS_H
+
+#include "orvsys/orv_base.h"
+#include "orvsys/orv_safestr.h"
+#include "orvsys/orv_numtext.h"
+#include "orvsys/orv_variant.h"
+
+#endif /* ORVSYS_ORVSYS_H */

@@ -1,0 +1,285 @@
+// Number and hexadecimal text.
+//
+// The readers stand on strtol, strtoul and strtod, so blanks and signs are
+// accepted exactly as the C library accepts them; what this layer adds is
+// the whole-text rule, range errors as failures, and the target's 32-bit
+// widths on hosts whose long is wider.
+#include "orvsys/orv_numtext.h"
+
+#include <cctype>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <type_traits>
+
+#include "internal/numtext.h"
+
+namespace {
+
+// The largest finite 32-bit float; orv_ascii_to_float refuses anything
+// of greater magnitude.
+constexpr double kFloatMax = 3.4028234663852886e38;
+
+bool is_blank(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
+
+// strtol with the target's 32-bit range: beyond it, the 32-bit limit and
+// ERANGE, as the target's own strtol gives them.
+int32_t strtol32(const char *text, char **end) {
+    long value = std::strtol(text, end, 10);
+#if LONG_MAX > INT32_MAX
+    if (value > INT32_MAX) {
+        errno = ERANGE;
+        return INT32_MAX;
+    }
+    if (value < INT32_MIN) {
+        errno = ERANGE;
+        return INT32_MIN;
+    }
+#endif
+    return static_cast<int32_t>(value);
+}
+
+// strtoul with the target's 32-bit range. Only reached for texts without
+// a "-", so no negated value needs mapping.
+uint32_t strtoul32(const char *text, char **end) {
+    unsigned long value = std::strtoul(text, end, 10);
+#if ULONG_MAX > UINT32_MAX
+    if (value > UINT32_MAX) {
+        errno = ERANGE;
+        return UINT32_MAX;
+    }
+#endif
+    return static_cast<uint32_t>(value);
+}
+
+// After a conversion that started at text and stopped at end: a number was
+// found, it was in range, and nothing but blanks follows it.
+bool whole_number(const char *text, const char *end) {
+    return end != text && errno == 0 && orv_all_isspace(end);
+}
+
+// What out holds when a read fails: 0, or the raw value of the conversion.
+enum class OnFailure { Zero, Raw };
+
+// The signed readers: the 32-bit read, then the member's own range. Values
+// in [Lo, Hi] are stored by plain conversion, which keeps the low bits
+// (the 8-bit member accepts 0..255 into a signed byte).
+template <class Out, int64_t Lo, int64_t Hi, OnFailure Failure>
+int read_signed(const char *text, Out *out) {
+    *out = 0;
+    errno = 0;
+    char *end = nullptr;
+    int32_t value = strtol32(text, &end);
+    if constexpr (Failure == OnFailure::Raw) *out = static_cast<Out>(value);
+    if (!whole_number(text, end)) return 0;
+    if constexpr (Lo > INT32_MIN) {
+        if (value < Lo) return 0;
+    }
+    if constexpr (Hi < INT32_MAX) {
+        if (value > Hi) return 0;
+    }
+    *out = static_cast<Out>(value);
+    return 1;
+}
+
+// The unsigned readers other than ulong: through orv_ascii_to_ulong into a
+// local, so out is written only on success.
+template <class Out, uint32_t Hi>
+int read_unsigned(const char *text, Out *out) {
+    *out = 0;
+    uint32_t value = 0;
+    if (!orv_ascii_to_ulong(text, &value)) return 0;
+    if constexpr (Hi < UINT32_MAX) {
+        if (value > Hi) return 0;
+    }
+    *out = static_cast<Out>(value);
+    return 1;
+}
+
+// Decimal digits of value, at least one.
+int decimal_digits(uint32_t value) {
+    int digits = 1;
+    for (uint32_t limit = 10; digits < 10 && value >= limit; limit *= 10) ++digits;
+    return digits;
+}
+
+constexpr char kDigitPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+// Every writer widens its value to 32 bits (by sign or by zeros) and hands
+// it to the one decimal writer with the matching radix.
+template <class T>
+char *to_ascii(T value, char *dest) {
+    static_assert(std::is_integral_v<T> && sizeof(T) <= 4);
+    if constexpr (std::is_signed_v<T>) {
+        orv_write_decimal(static_cast<uint32_t>(static_cast<int32_t>(value)), dest, -10);
+    } else {
+        orv_write_decimal(static_cast<uint32_t>(value), dest, 10);
+    }
+    return dest;
+}
+
+int hex_value(unsigned char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    return (c | 0x20) - 'a' + 10;  // either case of "a".."f"
+}
+
+constexpr char kHexDigits[] = "0123456789ABCDEF";
+
+}  // namespace
+
+// Digits are developed from the right, two per division, straight into
+// dest once their count is known; the first division is unsigned, which is
+// what makes values from 2147483648 up come out right.
+char *orv_write_decimal(uint32_t value, char *dest, int radix) {
+    if (radix < 0 && static_cast<int32_t>(value) < 0) {
+        *dest++ = '-';
+        value = 0u - value;
+    }
+    char *end = dest + decimal_digits(value);
+    *end = '\0';
+    char *p = end;
+    while (value >= 100) {
+        uint32_t pair = value % 100;
+        value /= 100;
+        p -= 2;
+        std::memcpy(p, kDigitPairs + 2 * pair, 2);
+    }
+    if (value >= 10) {
+        std::memcpy(p - 2, kDigitPairs + 2 * value, 2);
+    } else {
+        p[-1] = static_cast<char>('0' + value);
+    }
+    return end;
+}
+
+extern "C" {
+
+ORV_API int orv_all_isspace(const char *s) {
+    if (s == nullptr) return 0;
+    for (; *s != '\0'; ++s) {
+        if (!is_blank(*s)) return 0;
+    }
+    return 1;
+}
+
+ORV_API int orv_ascii_to_long(const char *text, int32_t *out) {
+    return read_signed<int32_t, INT32_MIN, INT32_MAX, OnFailure::Raw>(text, out);
+}
+
+ORV_API int orv_ascii_to_int(const char *text, int32_t *out) {
+    return read_signed<int32_t, INT32_MIN, INT32_MAX, OnFailure::Zero>(text, out);
+}
+
+ORV_API int orv_ascii_to_int32(const char *text, int32_t *out) {
+    return read_signed<int32_t, INT32_MIN, INT32_MAX, OnFailure::Zero>(text, out);
+}
+
+ORV_API int orv_ascii_to_int16(const char *text, int16_t *out) {
+    return read_signed<int16_t, INT16_MIN, INT16_MAX, OnFailure::Zero>(text, out);
+}
+
+ORV_API int orv_ascii_to_int8(const char *text, int8_t *out) {
+    return read_signed<int8_t, 0, UINT8_MAX, OnFailure::Zero>(text, out);
+}
+
+ORV_API int orv_ascii_to_ulong(const char *text, uint32_t *out) {
+    *out = 0;
+    if (std::strchr(text, '-') != nullptr) return 0;
+    errno = 0;
+    char *end = nullptr;
+    *out = strtoul32(text, &end);
+    return whole_number(text, end) ? 1 : 0;
+}
+
+ORV_API int orv_ascii_to_uint(const char *text, uint32_t *out) {
+    return read_unsigned<uint32_t, UINT32_MAX>(text, out);
+}
+
+ORV_API int orv_ascii_to_uint32(const char *text, uint32_t *out) {
+    return read_unsigned<uint32_t, UINT32_MAX>(text, out);
+}
+
+ORV_API int orv_ascii_to_uint16(const char *text, uint16_t *out) {
+    return read_unsigned<uint16_t, UINT16_MAX>(text, out);
+}
+
+ORV_API int orv_ascii_to_uint8(const char *text, uint8_t *out) {
+    return read_unsigned<uint8_t, UINT8_MAX>(text, out);
+}
+
+ORV_API int orv_ascii_to_float(const char *text, float *out) {
+    *out = 0.0f;
+    errno = 0;
+    char *end = nullptr;
+    double value = std::strtod(text, &end);
+    if (!whole_number(text, end)) return 0;
+    // NaN is above nothing, so it passes; infinities do not.
+    if (value > kFloatMax || value < -kFloatMax) return 0;
+    *out = static_cast<float>(value);
+    return 1;
+}
+
+ORV_API int orv_ascii_to_double(const char *text, double *out) {
+    *out = 0.0;
+    errno = 0;
+    char *end = nullptr;
+    *out = std::strtod(text, &end);
+    return whole_number(text, end) ? 1 : 0;
+}
+
+ORV_API char *orv_int8_to_ascii(int8_t value, char *dest) { return to_ascii(value, dest); }
+ORV_API char *orv_uint8_to_ascii(uint8_t value, char *dest) { return to_ascii(value, dest); }
+ORV_API char *orv_int16_to_ascii(int16_t value, char *dest) { return to_ascii(value, dest); }
+ORV_API char *orv_uint16_to_ascii(uint16_t value, char *dest) { return to_ascii(value, dest); }
+ORV_API char *orv_int32_to_ascii(int32_t value, char *dest) { return to_ascii(value, dest); }
+ORV_API char *orv_int_to_ascii(int32_t value, char *dest) { return to_ascii(value, dest); }
+ORV_API char *orv_long_to_ascii(int32_t value, char *dest) { return to_ascii(value, dest); }
+ORV_API char *orv_uint32_to_ascii(uint32_t value, char *dest) { return to_ascii(value, dest); }
+ORV_API char *orv_uint_to_ascii(uint32_t value, char *dest) { return to_ascii(value, dest); }
+ORV_API char *orv_ulong_to_ascii(uint32_t value, char *dest) { return to_ascii(value, dest); }
+
+// The position is checked with >= so that a negative maxchars writes the
+// empty text, as 0 does, instead of running without a bound.
+ORV_API void orv_hex_to_ascii_str(char *dest, int32_t maxchars, const uint8_t *data,
+                                  uint32_t len, uint8_t compact) {
+    int32_t pos = 0;
+    for (uint32_t i = 0; i < len; ++i) {
+        if (i != 0 && compact != 1) dest[pos++] = ' ';
+        if (pos >= maxchars) break;
+        dest[pos++] = kHexDigits[data[i] >> 4];
+        if (pos >= maxchars) break;
+        dest[pos++] = kHexDigits[data[i] & 0x0F];
+        if (pos >= maxchars) break;
+    }
+    dest[pos] = '\0';
+}
+
+ORV_API int orv_ascii_to_hex_str(uint8_t *dest, uint32_t *count, uint32_t capacity,
+                                 const char *text) {
+    *count = 0;
+    bool high_waiting = false;
+    for (const char *p = text; *p != '\0'; ++p) {
+        const auto c = static_cast<unsigned char>(*p);
+        if (std::isxdigit(c)) {
+            if (*count >= capacity) return 0;
+            const int value = hex_value(c);
+            if (!high_waiting) {
+                dest[*count] = static_cast<uint8_t>(value << 4);
+                high_waiting = true;
+            } else {
+                dest[*count] = static_cast<uint8_t>(dest[*count] | value);
+                ++*count;
+                high_waiting = false;
+            }
+        } else if (!std::isspace(c)) {
+            return 0;
+        }
+    }
+    return high_waiting ? 0 : 1;
+}
+
+}  // extern "C"
