@@ -1,7 +1,7 @@
 cmake_minimum_required(VERSION 3.25)
 # Fails when the shared library exports a name outside EXPECTED, misses one
 # of them, or needs a library beyond the C library family at run time.
-# Called with -DLIB= -DNM= -DREADELF= -DEXPECTED=.
+# Called with -DLIB= -DNM= -DREADELF= -DEXPECTED= and -DSANITIZED=ON|OFF.
 
 execute_process(COMMAND ${NM} -D --defined-only --format=posix ${LIB}
   OUTPUT_VARIABLE nm_out RESULT_VARIABLE nm_rc)
@@ -55,7 +55,9 @@ endif()
 string(REGEX MATCHALL "\\(NEEDED\\)[^\n]*\\[([^]]+)\\]" needed_lines "${dyn}")
 foreach(entry IN LISTS needed_lines)
   string(REGEX REPLACE ".*\\[([^]]+)\\].*" "\\1" lib "${entry}")
-  if(NOT lib MATCHES "^(libc|libm|libdl|libpthread|librt)\\.so\\.[0-9]+$|^ld-linux")
+  # A sanitized build also needs the sanitizer runtimes.
+  if(NOT lib MATCHES "^(libc|libm|libdl|libpthread|librt)\\.so\\.[0-9]+$|^ld-linux"
+     AND NOT (SANITIZED AND lib MATCHES "^lib(asan|ubsan|tsan)\\.so"))
     message(SEND_ERROR "needs ${lib} at run time")
     set(failed TRUE)
   endif()

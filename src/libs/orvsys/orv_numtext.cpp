@@ -1,14 +1,13 @@
 // Number and hexadecimal text.
 //
-// The readers stand on strtol, strtoul and strtod, so blanks and signs are
-// accepted exactly as the C library accepts them; what this layer adds is
-// the whole-text rule, range errors as failures, and the target's 32-bit
-// widths on hosts whose long is wider.
+// The integer readers scan with strtol's and strtoul's base-10 rules at the
+// target's 32-bit width; the float readers stand on strtod. Blanks and signs
+// are accepted exactly as those functions accept them; what this layer adds
+// is the whole-text rule and range errors as failures.
 #include "orvsys/orv_numtext.h"
 
 #include <cctype>
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <type_traits>
@@ -23,40 +22,62 @@ constexpr double kFloatMax = 3.4028234663852886e38;
 
 bool is_blank(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
 
-// strtol with the target's 32-bit range: beyond it, the 32-bit limit and
-// ERANGE, as the target's own strtol gives them.
-int32_t strtol32(const char *text, char **end) {
-    long value = std::strtol(text, end, 10);
-#if LONG_MAX > INT32_MAX
-    if (value > INT32_MAX) {
-        errno = ERANGE;
-        return INT32_MAX;
-    }
-    if (value < INT32_MIN) {
-        errno = ERANGE;
-        return INT32_MIN;
-    }
-#endif
-    return static_cast<int32_t>(value);
-}
+// Base-10 scan with the rules of strtol (Signed) and strtoul (!Signed) at
+// the target's 32-bit width, whatever the width of the host's long:
+// leading blanks (isspace), one optional sign, then digits. Beyond the range
+// the result is the limit and errno is ERANGE; *end is after the last digit,
+// or text itself when there was none. Doing the scan here rather than in the
+// C library keeps the 32-bit rules exact on every platform and avoids the
+// library's generic base handling on a hot path.
+template <bool Signed>
+std::conditional_t<Signed, int32_t, uint32_t> scan_decimal(const char *text, char **end) {
+    const char *p = text;
+    while (is_blank(*p)) ++p;
+    const bool negative = *p == '-';
+    if (*p == '-' || *p == '+') ++p;
 
-// strtoul with the target's 32-bit range. Only reached for texts without
-// a "-", so no negated value needs mapping.
-uint32_t strtoul32(const char *text, char **end) {
-    unsigned long value = std::strtoul(text, end, 10);
-#if ULONG_MAX > UINT32_MAX
-    if (value > UINT32_MAX) {
+    // Largest magnitude that still fits: for a signed read it depends on
+    // the sign, for an unsigned read a "-" negates the full range.
+    const uint32_t limit = Signed ? (negative ? 2147483648u : 2147483647u) : 4294967295u;
+    const char *digits = p;
+    uint32_t magnitude = 0;
+    bool overflow = false;
+    for (; *p >= '0' && *p <= '9'; ++p) {
+        const uint32_t digit = static_cast<uint32_t>(*p - '0');
+        if (overflow || magnitude > (limit - digit) / 10) {
+            overflow = true;
+            continue;
+        }
+        magnitude = magnitude * 10 + digit;
+    }
+    if (p == digits) {
+        *end = const_cast<char *>(text);
+        return 0;
+    }
+    *end = const_cast<char *>(p);
+    if (overflow) {
         errno = ERANGE;
+        if constexpr (Signed) return negative ? INT32_MIN : INT32_MAX;
         return UINT32_MAX;
     }
-#endif
-    return static_cast<uint32_t>(value);
+    // Two's complement negation: for the signed read 2147483648 becomes
+    // INT32_MIN, for the unsigned read "-n" wraps as strtoul's does.
+    const uint32_t value = negative ? 0u - magnitude : magnitude;
+    if constexpr (Signed) return static_cast<int32_t>(value);
+    return value;
+}
+
+bool all_blank(const char *s) {
+    for (; *s != '\0'; ++s) {
+        if (!is_blank(*s)) return false;
+    }
+    return true;
 }
 
 // After a conversion that started at text and stopped at end: a number was
 // found, it was in range, and nothing but blanks follows it.
 bool whole_number(const char *text, const char *end) {
-    return end != text && errno == 0 && orv_all_isspace(end);
+    return end != text && errno == 0 && all_blank(end);
 }
 
 // What out holds when a read fails: 0, or the raw value of the conversion.
@@ -70,7 +91,7 @@ int read_signed(const char *text, Out *out) {
     *out = 0;
     errno = 0;
     char *end = nullptr;
-    int32_t value = strtol32(text, &end);
+    int32_t value = scan_decimal<true>(text, &end);
     if constexpr (Failure == OnFailure::Raw) *out = static_cast<Out>(value);
     if (!whole_number(text, end)) return 0;
     if constexpr (Lo > INT32_MIN) {
@@ -159,11 +180,7 @@ char *orv_write_decimal(uint32_t value, char *dest, int radix) {
 extern "C" {
 
 ORV_API int orv_all_isspace(const char *s) {
-    if (s == nullptr) return 0;
-    for (; *s != '\0'; ++s) {
-        if (!is_blank(*s)) return 0;
-    }
-    return 1;
+    return s != nullptr && all_blank(s) ? 1 : 0;
 }
 
 ORV_API int orv_ascii_to_long(const char *text, int32_t *out) {
@@ -191,7 +208,7 @@ ORV_API int orv_ascii_to_ulong(const char *text, uint32_t *out) {
     if (std::strchr(text, '-') != nullptr) return 0;
     errno = 0;
     char *end = nullptr;
-    *out = strtoul32(text, &end);
+    *out = scan_decimal<false>(text, &end);
     return whole_number(text, end) ? 1 : 0;
 }
 
