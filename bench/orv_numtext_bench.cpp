@@ -26,12 +26,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <map>
 #include <string>
 #include <system_error>
-#include <unistd.h>
 #include <vector>
 
+#include "orv_bench_report.h"
 #include "orvsys/orv_numtext.h"
 
 namespace {
@@ -298,108 +297,14 @@ void register_benchmarks()
     benchmark::RegisterBenchmark(kHex, hex_bench)->ArgName("compact")->Arg(1)->Arg(0);
 }
 
-// Prints as the console reporter does and keeps, per benchmark, the real
-// time of one iteration in seconds: the median when repetitions produce one,
-// else the mean of the runs.
-class RatioReporter : public benchmark::ConsoleReporter {
-public:
-    using benchmark::ConsoleReporter::ConsoleReporter;
+using orv_bench::RatioReporter;
 
-    void ReportRuns(const std::vector<Run> &reports) override
-    {
-        for (const Run &run : reports) {
-            const std::string name = run.run_name.str();
-            if (run.error_occurred) {
-                errored_ = true;
-                continue;
-            }
-            const double unit = benchmark::GetTimeUnitMultiplier(run.time_unit);
-            const double real = run.GetAdjustedRealTime() / unit;
-            const double cpu = run.GetAdjustedCPUTime() / unit;
-            Timing &t = timings_[name];
-            if (run.run_type == Run::RT_Aggregate) {
-                if (run.aggregate_name == "median" && run.aggregate_unit == benchmark::kTime) {
-                    t.median = real;
-                    t.median_cpu = cpu;
-                }
-            } else {
-                t.sum += real;
-                t.cpu_sum += cpu;
-                ++t.runs;
-            }
-        }
-        benchmark::ConsoleReporter::ReportRuns(reports);
-    }
-
-    bool errored() const { return errored_; }
-
-    // Real seconds per iteration, or a negative value when the benchmark did
-    // not run (filtered out or errored).
-    double seconds(const std::string &name) const { return pick(name, false); }
-
-    // Real time well above CPU time means the thread was kept off the CPU
-    // (another job on the machine), and a ratio of real times is then noise.
-    bool disturbed(const std::string &name) const
-    {
-        const double real = pick(name, false);
-        const double cpu = pick(name, true);
-        return real > 0.0 && cpu > 0.0 && real > cpu * kDisturbedFactor;
-    }
-
-private:
-    static constexpr double kDisturbedFactor = 1.05;
-
-    struct Timing {
-        double sum = 0.0;
-        double cpu_sum = 0.0;
-        long runs = 0;
-        double median = -1.0;
-        double median_cpu = -1.0;
-    };
-
-    double pick(const std::string &name, bool cpu) const
-    {
-        const auto it = timings_.find(name);
-        if (it == timings_.end())
-            return -1.0;
-        const Timing &t = it->second;
-        if (t.median >= 0.0)
-            return cpu ? t.median_cpu : t.median;
-        if (t.runs == 0)
-            return -1.0;
-        return (cpu ? t.cpu_sum : t.sum) / static_cast<double>(t.runs);
-    }
-
-    std::map<std::string, Timing> timings_;
-    bool errored_ = false;
-};
-
-// The benchmark names without their group prefix, for the ratio lines.
-const char *short_name(const char *name)
-{
-    const char *slash = std::strchr(name, '/');
-    return slash ? slash + 1 : name;
-}
-
+// Time ratio ours / theirs under the names without their group prefix.
 void print_ratio(const RatioReporter &r, const char *ours, const char *theirs, double target)
 {
-    const double a = r.seconds(ours);
-    const double b = r.seconds(theirs);
-    std::printf("ratio %s / %s: ", short_name(ours), short_name(theirs));
-    if (a < 0.0 || b < 0.0)
-        std::printf("n/a (not run)");
-    else
-        std::printf("%.2f", a / b);
-    if (target > 0.0) {
-        std::printf(" (target <= %.2f)", target);
-        if (a >= 0.0 && b >= 0.0)
-            std::printf(" %s", a / b <= target ? "met" : "MISSED");
-    } else {
-        std::printf(" (for information)");
-    }
-    if (r.disturbed(ours) || r.disturbed(theirs))
-        std::printf(" [disturbed: real time above CPU time, rerun on a quiet machine]");
-    std::printf("\n");
+    const std::string label = std::string("ratio ") + orv_bench::short_name(ours) + " / " +
+                              orv_bench::short_name(theirs);
+    orv_bench::print_ratio(r, label, ours, theirs, target, orv_bench::Better::Lower);
 }
 
 void print_throughput(const RatioReporter &r, const std::string &name)
@@ -420,8 +325,7 @@ int main(int argc, char **argv)
         return 1;
     register_benchmarks();
 
-    RatioReporter reporter(isatty(STDOUT_FILENO) ? benchmark::ConsoleReporter::OO_Defaults
-                                                 : benchmark::ConsoleReporter::OO_Tabular);
+    RatioReporter reporter(orv_bench::console_options());
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
     std::fflush(stdout);

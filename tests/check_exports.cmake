@@ -19,7 +19,9 @@ foreach(line IN LISTS nm_lines)
   if(line MATCHES "^([^ ]+) ([A-Za-z]) ")
     set(name ${CMAKE_MATCH_1})
     string(REGEX REPLACE "@.*" "" name "${name}")
-    if(NOT name IN_LIST linker_symbols)
+    # AddressSanitizer adds an __odr_asan.<name> marker beside each
+    # exported variable.
+    if(NOT name IN_LIST linker_symbols AND NOT (SANITIZED AND name MATCHES "^__odr_asan"))
       list(APPEND exported ${name})
     endif()
   endif()

@@ -66,6 +66,63 @@ _Static_assert(IS_TYPE(FIELD(orv_variant_t, value.data), void *), "data is void 
 _Static_assert(IS_TYPE(FIELD(orv_variant_t, value.len), uint16_t), "len is uint16_t");
 _Static_assert(IS_TYPE(FIELD(orv_variant_t, value.cap), uint16_t), "cap is uint16_t");
 
+/* Calendar records: plain int32_t fields, four, four and eight of them. */
+#define INT32_AT(rec, member, index) \
+    _Static_assert(offsetof(rec, member) == 4 * (index), #rec "." #member " offset"); \
+    _Static_assert(IS_TYPE(FIELD(rec, member), int32_t), #rec "." #member " is int32_t")
+
+_Static_assert(sizeof(orv_date_t) == 16, "orv_date_t size");
+INT32_AT(orv_date_t, year, 0);
+INT32_AT(orv_date_t, month, 1);
+INT32_AT(orv_date_t, day, 2);
+INT32_AT(orv_date_t, weekday, 3);
+_Static_assert(sizeof(orv_time_t) == 16, "orv_time_t size");
+INT32_AT(orv_time_t, hour, 0);
+INT32_AT(orv_time_t, minute, 1);
+INT32_AT(orv_time_t, second, 2);
+INT32_AT(orv_time_t, millisecond, 3);
+_Static_assert(sizeof(orv_datetime_t) == 32, "orv_datetime_t size");
+INT32_AT(orv_datetime_t, year, 0);
+INT32_AT(orv_datetime_t, month, 1);
+INT32_AT(orv_datetime_t, day, 2);
+INT32_AT(orv_datetime_t, weekday, 3);
+INT32_AT(orv_datetime_t, hour, 4);
+INT32_AT(orv_datetime_t, minute, 5);
+INT32_AT(orv_datetime_t, second, 6);
+INT32_AT(orv_datetime_t, millisecond, 7);
+_Static_assert(IS_TYPE(g_orv_timezone, int32_t), "g_orv_timezone is int32_t");
+
+/* orv_date_token_t { int32_t digits, value, scale; char delim; char text[19]; } */
+_Static_assert(sizeof(orv_date_token_t) == 32, "orv_date_token_t size");
+INT32_AT(orv_date_token_t, digits, 0);
+INT32_AT(orv_date_token_t, value, 1);
+INT32_AT(orv_date_token_t, scale, 2);
+_Static_assert(offsetof(orv_date_token_t, delim) == 12, "delim offset");
+_Static_assert(IS_TYPE(FIELD(orv_date_token_t, delim), char), "delim is char");
+_Static_assert(offsetof(orv_date_token_t, text) == 13, "text offset");
+_Static_assert(sizeof(FIELD(orv_date_token_t, text)) == 19, "text size");
+
+/* orv_datetime_text_t: eleven int32_t, then char zone_sign, two int32_t
+ * and the tail pointer. */
+INT32_AT(orv_datetime_text_t, month, 0);
+INT32_AT(orv_datetime_text_t, day, 1);
+INT32_AT(orv_datetime_text_t, year, 2);
+INT32_AT(orv_datetime_text_t, hour, 3);
+INT32_AT(orv_datetime_text_t, minute, 4);
+INT32_AT(orv_datetime_text_t, second, 5);
+INT32_AT(orv_datetime_text_t, msec, 6);
+INT32_AT(orv_datetime_text_t, usec, 7);
+INT32_AT(orv_datetime_text_t, nsec, 8);
+INT32_AT(orv_datetime_text_t, zone_hour, 9);
+INT32_AT(orv_datetime_text_t, zone_minute, 10);
+_Static_assert(offsetof(orv_datetime_text_t, zone_sign) == 44, "zone_sign offset");
+_Static_assert(IS_TYPE(FIELD(orv_datetime_text_t, zone_sign), char), "zone_sign is char");
+INT32_AT(orv_datetime_text_t, has_date, 12);
+INT32_AT(orv_datetime_text_t, has_time, 13);
+_Static_assert(offsetof(orv_datetime_text_t, tail) == 56, "tail offset");
+_Static_assert(IS_TYPE(FIELD(orv_datetime_text_t, tail), const char *), "tail is const char *");
+_Static_assert(sizeof(orv_datetime_text_t) == 56 + sizeof(void *), "orv_datetime_text_t size");
+
 /* The 18 tags. */
 _Static_assert(ORV_VT_BOOL == 0, "ORV_VT_BOOL");
 _Static_assert(ORV_VT_INT8 == 1, "ORV_VT_INT8");
@@ -122,6 +179,20 @@ int main(void) {
     w.type = ORV_VT_UINT64;
     check(orv_variant_from_int32(&w, -1) == 1, "from_int32 into UINT64 failed");
     check((uint64_t)w.value.as_int64 == UINT64_MAX, "UINT64 record does not hold 2^64-1");
+
+    {
+        orv_datetime_t dt;
+        int32_t seconds = 0;
+        memset(&dt, 0, sizeof dt);
+        check(orv_string_to_datetime("2020-01-02T12:30:45.250", getDateOrder(), &dt) == 1,
+              "parse of an ISO date-time failed");
+        check(dt.year == 2020 && dt.month == 1 && dt.day == 2 && dt.hour == 12 &&
+                  dt.minute == 30 && dt.second == 45 && dt.millisecond == 250,
+              "ISO date-time parsed into the wrong fields");
+        check(orv_time_t_to_datetime_utc(0, &dt) == 1 && dt.year == 1970 && dt.weekday == 4,
+              "the Epoch is not a Thursday in 1970");
+        check(orv_datetime_to_time_t(&dt, &seconds) == 1, "datetime_to_time_t refused a record");
+    }
 
     if (failures != 0) {
         fprintf(stderr, "orv_abi_test: %d check(s) failed\n", failures);

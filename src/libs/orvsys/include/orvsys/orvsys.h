@@ -6,5 +6,7 @@
 #include "orvsys/orv_safestr.h"
 #include "orvsys/orv_numtext.h"
 #include "orvsys/orv_variant.h"
+#include "orvsys/orv_calendar.h"
+#include "orvsys/orv_datetext.h"
 
 #endif /* ORVSYS_ORVSYS_H */
