@@ -32,6 +32,7 @@
 #include <vector>
 
 #include "orv_bench_report.h"
+#include "orv_bench_rng.h"
 #include "orvsys/orv_datetext.h"
 
 namespace {
@@ -43,23 +44,6 @@ constexpr int kFractionDigitsMax = 9;
 constexpr int kMillisecondDigits = 3;
 constexpr long kSecondsPerHour = 3600;
 constexpr long kSecondsPerMinute = 60;
-
-// A fixed-seed generator of our own, so the texts are the same everywhere.
-class SplitMix64 {
-public:
-    explicit SplitMix64(std::uint64_t seed) : state_(seed) {}
-    std::uint64_t next()
-    {
-        std::uint64_t z = (state_ += 0x9E3779B97F4A7C15ull);
-        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
-        z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
-        return z ^ (z >> 31);
-    }
-    int below(int bound) { return static_cast<int>(next() % static_cast<std::uint64_t>(bound)); }
-
-private:
-    std::uint64_t state_;
-};
 
 // What a text says. zone_seconds is east of UTC; orv_string_to_datetime
 // parses and checks a zone but does not return it, so only the strptime
@@ -127,10 +111,10 @@ std::string format_text(Shape shape, Fields *f, SplitMix64 *rng)
 }
 
 // The first text of each set is the plain example; the rest vary every field.
-TextSet make_set(Shape shape, std::uint64_t seed)
+TextSet make_set(Shape shape, std::uint64_t start)
 {
     TextSet s;
-    SplitMix64 rng(seed);
+    SplitMix64 rng(start);
     Fields first{2020, 1, 2, 12, 30, 45, 0, 0};
     if (shape == Shape::Us) {
         first.hour = 13;

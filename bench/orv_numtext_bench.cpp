@@ -31,6 +31,7 @@
 #include <vector>
 
 #include "orv_bench_report.h"
+#include "orv_bench_rng.h"
 #include "orvsys/orv_numtext.h"
 
 namespace {
@@ -39,24 +40,6 @@ constexpr std::size_t kTextCount = 1024;
 constexpr std::size_t kHexBytes = 4096;
 // Longest int32 text, "-2147483648", plus its terminator.
 constexpr std::size_t kInt32Slot = 12;
-
-// A fixed-seed generator of our own: the standard distributions are not the
-// same on every C++ library, and the input set must be.
-class SplitMix64 {
-public:
-    explicit SplitMix64(std::uint64_t seed) : state_(seed) {}
-    std::uint64_t next()
-    {
-        std::uint64_t z = (state_ += 0x9E3779B97F4A7C15ull);
-        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
-        z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
-        return z ^ (z >> 31);
-    }
-    std::uint64_t below(std::uint64_t bound) { return next() % bound; }
-
-private:
-    std::uint64_t state_;
-};
 
 // Decimal texts of 1 to 10 digits in equal shares, about half negative, with
 // the int32 limits and 0 always present. Plain "-?digits": the form that all

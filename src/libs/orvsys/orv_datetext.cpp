@@ -200,10 +200,21 @@ bool read_zone(const orv_date_token_t *tokens, int i, orv_datetime_text_t *resul
     return hours.value >= 0 && hours.value <= 23 && minutes.value >= 0 && minutes.value <= 59;
 }
 
-void copy_date(const orv_datetime_text_t &parsed, int32_t *year, int32_t *month, int32_t *day) {
+// The parse result into the caller's fields; weekday is never worked out.
+void copy_date(const orv_datetime_text_t &parsed, int32_t *year, int32_t *month, int32_t *day,
+               int32_t *weekday) {
     *year = parsed.year;
     *month = parsed.month;
     *day = parsed.day;
+    *weekday = 0;
+}
+
+void copy_time(const orv_datetime_text_t &parsed, int32_t *hour, int32_t *minute,
+               int32_t *second, int32_t *millisecond) {
+    *hour = parsed.hour;
+    *minute = parsed.minute;
+    *second = parsed.second;
+    *millisecond = parsed.msec;
 }
 
 // The token array and what the scan found.
@@ -489,30 +500,22 @@ ORV_API int storeTimeValue(orv_date_token_t *tokens, orv_datetime_text_t *result
 ORV_API int orv_string_to_date(const char *text, int order, orv_date_t *out) {
     orv_datetime_text_t parsed;
     if (text == nullptr || out == nullptr || parseDateText(text, order, &parsed) != 0) return 0;
-    copy_date(parsed, &out->year, &out->month, &out->day);
-    out->weekday = 0;
+    copy_date(parsed, &out->year, &out->month, &out->day, &out->weekday);
     return 1;
 }
 
 ORV_API int orv_string_to_time(const char *text, orv_time_t *out) {
     orv_datetime_text_t parsed;
     if (text == nullptr || out == nullptr || parseTimeText(text, &parsed) != 0) return 0;
-    out->hour = parsed.hour;
-    out->minute = parsed.minute;
-    out->second = parsed.second;
-    out->millisecond = parsed.msec;
+    copy_time(parsed, &out->hour, &out->minute, &out->second, &out->millisecond);
     return 1;
 }
 
 ORV_API int orv_string_to_datetime(const char *text, int order, orv_datetime_t *out) {
     orv_datetime_text_t parsed;
     if (text == nullptr || out == nullptr || parseDateTimeText(text, order, &parsed) != 0) return 0;
-    copy_date(parsed, &out->year, &out->month, &out->day);
-    out->weekday = 0;
-    out->hour = parsed.hour;
-    out->minute = parsed.minute;
-    out->second = parsed.second;
-    out->millisecond = parsed.msec;
+    copy_date(parsed, &out->year, &out->month, &out->day, &out->weekday);
+    copy_time(parsed, &out->hour, &out->minute, &out->second, &out->millisecond);
     return 1;
 }
 
