@@ -123,6 +123,39 @@ _Static_assert(offsetof(orv_datetime_text_t, tail) == 56, "tail offset");
 _Static_assert(IS_TYPE(FIELD(orv_datetime_text_t, tail), const char *), "tail is const char *");
 _Static_assert(sizeof(orv_datetime_text_t) == 56 + sizeof(void *), "orv_datetime_text_t size");
 
+/* orv_log_entry_t { int32_t level, ext; orv_datetime_t time; char message[128]; } */
+INT32_AT(orv_log_entry_t, level, 0);
+INT32_AT(orv_log_entry_t, ext, 1);
+_Static_assert(offsetof(orv_log_entry_t, time) == 8, "time offset");
+_Static_assert(IS_TYPE(FIELD(orv_log_entry_t, time), orv_datetime_t), "time is orv_datetime_t");
+_Static_assert(offsetof(orv_log_entry_t, message) == 40, "message offset");
+_Static_assert(sizeof(FIELD(orv_log_entry_t, message)) == 128, "message size");
+_Static_assert(sizeof(orv_log_entry_t) == 168, "orv_log_entry_t size");
+
+/* orv_log_ctrl_t: fields in order with natural alignment around the
+ * platform's own pthread_mutex_t. */
+_Static_assert(offsetof(orv_log_ctrl_t, capacity) == 0, "capacity offset");
+_Static_assert(offsetof(orv_log_ctrl_t, entries) == sizeof(void *), "entries offset");
+_Static_assert(offsetof(orv_log_ctrl_t, write_index) == 2 * sizeof(void *), "write_index offset");
+_Static_assert(offsetof(orv_log_ctrl_t, lock) > offsetof(orv_log_ctrl_t, write_index), "lock after write_index");
+_Static_assert(offsetof(orv_log_ctrl_t, name) == offsetof(orv_log_ctrl_t, lock) + sizeof(pthread_mutex_t), "name offset");
+_Static_assert(sizeof(FIELD(orv_log_ctrl_t, name)) == 64, "name size");
+_Static_assert(offsetof(orv_log_ctrl_t, file_index) == offsetof(orv_log_ctrl_t, name) + 64, "file_index offset");
+_Static_assert(offsetof(orv_log_ctrl_t, lang) == offsetof(orv_log_ctrl_t, file_index) + 4, "lang offset");
+_Static_assert(offsetof(orv_log_ctrl_t, save_error) == offsetof(orv_log_ctrl_t, lang) + 4, "save_error offset");
+_Static_assert(offsetof(orv_log_ctrl_t, save_warn) == offsetof(orv_log_ctrl_t, save_error) + 1, "save_warn offset");
+_Static_assert(offsetof(orv_log_ctrl_t, save_debug) == offsetof(orv_log_ctrl_t, save_error) + 2, "save_debug offset");
+_Static_assert(offsetof(orv_log_ctrl_t, save_info) == offsetof(orv_log_ctrl_t, save_error) + 3, "save_info offset");
+_Static_assert(offsetof(orv_log_ctrl_t, max_file_count) == offsetof(orv_log_ctrl_t, save_error) + 4, "max_file_count offset");
+_Static_assert(offsetof(orv_log_ctrl_t, max_file_size) % 8 == 0, "max_file_size aligned");
+_Static_assert(IS_TYPE(FIELD(orv_log_ctrl_t, max_file_size), int64_t), "max_file_size is int64_t");
+_Static_assert(IS_TYPE(FIELD(orv_log_ctrl_t, save_info), uint8_t), "save_info is uint8_t");
+
+/* The process-wide fields. */
+_Static_assert(sizeof(g_orv_rootdir) == 256, "g_orv_rootdir size");
+_Static_assert(sizeof(g_orv_dll_dir) == 512, "g_orv_dll_dir size");
+_Static_assert(IS_TYPE(g_orv_log_ctrl, orv_log_ctrl_t *), "g_orv_log_ctrl type");
+
 /* The 18 tags. */
 _Static_assert(ORV_VT_BOOL == 0, "ORV_VT_BOOL");
 _Static_assert(ORV_VT_INT8 == 1, "ORV_VT_INT8");

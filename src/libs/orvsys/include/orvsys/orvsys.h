@@ -8,5 +8,10 @@
 #include "orvsys/orv_variant.h"
 #include "orvsys/orv_calendar.h"
 #include "orvsys/orv_datetext.h"
+#include "orvsys/orv_ini.h"
+#include "orvsys/orv_path.h"
+#include "orvsys/orv_log.h"
+#include "orvsys/orv_list.h"
+#include "orvsys/orv_timer.h"
 
 #endif /* ORVSYS_ORVSYS_H */
