@@ -21,7 +21,10 @@ struct Item {
 
 std::string Show(const std::vector<int> &ids) {
     std::string text = "[";
-    for (size_t i = 0; i < ids.size(); ++i) text += (i ? "," : "") + std::to_string(ids[i]);
+    for (size_t i = 0; i < ids.size(); ++i) {
+        if (i > 0) text += ',';
+        text += std::to_string(ids[i]);
+    }
     return text + "]";
 }
 
@@ -205,7 +208,9 @@ TEST_F(List, RemoveByPosition) {
         ExpectOrder(&list, row.after);
         if (!row.after.empty()) {
             EXPECT_EQ(orv_list_end(&list), at(row.after.back()));
-            if (row.removed != row.before.front()) EXPECT_EQ(list.first, old_first);
+            if (row.removed != row.before.front()) {
+                EXPECT_EQ(list.first, old_first);
+            }
         }
         EXPECT_EQ(orv_list_find(&list, at(row.removed)), 0);
         // Its own links keep the values they had.
@@ -237,7 +242,9 @@ TEST_F(List, PopsTakeTheEnds) {
 
 TEST_F(List, FindLooksAtEveryElement) {
     FillBack({0, 1, 2, 3});
-    for (int id : {0, 1, 2, 3}) EXPECT_EQ(orv_list_find(&list_, at(id)), 1) << "element " << id;
+    for (int id : {0, 1, 2, 3}) {
+        EXPECT_EQ(orv_list_find(&list_, at(id)), 1) << "element " << id;
+    }
     EXPECT_EQ(orv_list_find(&list_, at(5)), 0) << "an element on no list was found";
     // An element on another list is not on this one.
     orv_list_t other{};
@@ -254,7 +261,9 @@ TEST_F(List, RemovingDuringAWalkWithTheSuccessorFetchedFirst) {
         void *next = orv_list_next(&list_, e);
         const int id = static_cast<Item *>(e)->id;
         seen.push_back(id);
-        if (id % 2 == 0) ASSERT_EQ(orv_list_remove(&list_, e), 1);
+        if (id % 2 == 0) {
+            ASSERT_EQ(orv_list_remove(&list_, e), 1);
+        }
         e = next;
     }
     EXPECT_EQ(Show(seen), Show({0, 1, 2, 3, 4, 5}));

@@ -20,6 +20,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -83,11 +84,13 @@ bool MakeDirs(const std::string &path) {
     }
 }
 
+// readdir64: on the 32-bit target the plain readdir fails with EOVERFLOW on
+// file systems whose directory offsets need 64 bits.
 std::vector<std::string> ListDir(const std::string &dir) {
     std::vector<std::string> names;
     DIR *d = opendir(dir.c_str());
     if (d == nullptr) return names;
-    while (const dirent *e = readdir(d)) {
+    while (const dirent64 *e = readdir64(d)) {
         if (std::strcmp(e->d_name, ".") != 0 && std::strcmp(e->d_name, "..") != 0) {
             names.push_back(e->d_name);
         }
@@ -177,11 +180,14 @@ testing::AssertionResult ParseConsole(const std::string &console, std::vector<Co
     size_t pos = 0;
     while (pos < console.size()) {
         const size_t end = console.find('\n', pos);
-        if (end == std::string::npos) return testing::AssertionFailure() << "unterminated console line";
+        if (end == std::string::npos) {
+            return testing::AssertionFailure() << "unterminated console line";
+        }
         const std::string line = console.substr(pos, end + 1 - pos);
         pos = end + 1;
         const size_t colour_end = line.find('m');
-        if (line.size() < 2 || line[0] != kEsc || line[1] != '[' || colour_end == std::string::npos ||
+        if (line.size() < 2 || line[0] != kEsc || line[1] != '[' ||
+            colour_end == std::string::npos ||
             line.size() < colour_end + 3 + kTimeTextLength + reset.size() ||
             line[colour_end + 1] != '[' || line[colour_end + 2 + kTimeTextLength] != ']' ||
             line.compare(line.size() - reset.size(), reset.size(), reset) != 0) {
@@ -262,7 +268,7 @@ std::vector<std::string> EmulatorCommand() {
 // A scratch installation tree with the probe in it, removed afterwards.
 class Tree {
   public:
-    explicit Tree(const std::string &probe_rel = kProbeRel) {
+    Tree() {
         const char *base = std::getenv("TMPDIR");
         std::string pattern =
             std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/orvtree-XXXXXX";
@@ -270,7 +276,7 @@ class Tree {
         char resolved[PATH_MAX];
         if (realpath(pattern.c_str(), resolved) == nullptr) return;
         root_ = resolved;
-        probe_ = Path(probe_rel);
+        probe_ = Path(kProbeRel);
         std::string binary;
         if (!MakeDirs(probe_.substr(0, probe_.rfind('/'))) || !MakeDirs(Path("ini")) ||
             !ReadFile(ORV_TREE_PROBE, &binary) || !WriteFile(probe_, binary, 0755)) {
@@ -292,6 +298,16 @@ class Tree {
     const std::string &probe() const { return probe_; }
     std::string Path(const std::string &rel) const { return root_ + "/" + rel; }
     std::string LogPath(const std::string &file) const { return Path("run/log/" + file); }
+
+    // Moves the probe to rel below the root, for a deeper or odd location.
+    bool MoveProbe(const std::string &rel) {
+        const std::string to = Path(rel);
+        if (!MakeDirs(to.substr(0, to.rfind('/'))) || rename(probe_.c_str(), to.c_str()) != 0) {
+            return false;
+        }
+        probe_ = to;
+        return true;
+    }
 
     bool WriteIni(const std::string &text) const { return WriteFile(Path("ini/orv.ini"), text); }
     bool MakeLogDir() const { return MakeDirs(Path("run/log")); }
@@ -395,6 +411,18 @@ TEST(PathRoot, PresetPluginDirectoryKept) {
     EXPECT_EQ(run["root"], tree.root());
 }
 
+// The root derivation also stops at a backslash: from "<tree>/top\bin" it
+// removes "bin" alone.
+TEST(PathRoot, BackslashEndsLastElement) {
+    Tree tree;
+    ASSERT_TRUE(tree.ok() && tree.MoveProbe("top\\bin/probe.bin"));
+    const ProbeRun run = tree.Run({"root"});
+    ASSERT_EQ(run.exit_code, 0);
+    EXPECT_EQ(run["path"], tree.Path("top\\bin"));
+    EXPECT_EQ(run["root"], tree.Path("top"));
+    EXPECT_EQ(run["dll"], tree.Path("top/dll"));
+}
+
 // The root field holds at most 255 characters: an executable path of 255
 // gives a root, one of 256 leaves it empty (plug-ins then at "/dll").
 TEST(PathRoot, ExecutablePathAtFieldLimit) {
@@ -406,15 +434,14 @@ TEST(PathRoot, ExecutablePathAtFieldLimit) {
     const std::string tail = std::string("/") + kProbeRel;
     for (const Row &row : rows) {
         SCOPED_TRACE("executable path of " + std::to_string(row.path_length) + " bytes");
-        Tree probe_dir_only;
-        ASSERT_TRUE(probe_dir_only.ok());
-        const size_t prefix = probe_dir_only.root().size() + 1 + tail.size();
+        Tree tree;
+        ASSERT_TRUE(tree.ok());
+        // The probe one directory deeper than usual, in one of the right length.
+        const size_t prefix = tree.root().size() + 1 + tail.size();
         ASSERT_LT(prefix, row.path_length) << "TMPDIR is too long for this test";
         const std::string pad(row.path_length - prefix, 'p');
         ASSERT_LE(pad.size(), 255u);
-        // A tree of its own with the probe one directory deeper than usual.
-        Tree tree(pad + tail.substr(1));
-        ASSERT_TRUE(tree.ok());
+        ASSERT_TRUE(tree.MoveProbe(pad + tail));
         ASSERT_EQ(tree.probe().size(), row.path_length);
 
         const ProbeRun run = tree.Run({"root"});
@@ -514,8 +541,8 @@ TEST(LogFile, LineFormatPerLevel) {
     // Every entry but the last (level -1, written with save off) is saved.
     std::string expected;
     for (size_t i = 0; i + 1 < ring.size(); ++i) {
-        expected += "[" + ring[i].TimeText() + "(" + TagOf(ring[i].level) + ")]" +
-                    ring[i].message + "\r\n";
+        expected.append("[").append(ring[i].TimeText()).append("(").append(TagOf(ring[i].level));
+        expected.append(")]").append(ring[i].message).append("\r\n");
     }
     std::string content;
     ASSERT_TRUE(ReadFile(tree.LogPath("probe_1.txt"), &content));
@@ -717,7 +744,8 @@ TEST(LogFile, RotationTable) {
         {0, 100, 6, {"r03 r04 r05"}, 1},
         {0, 100, 7, {"r06"}, 1},
         {1, 100, 7, {"r06"}, 1},
-        // The limit is checked before writing: the file may pass it by a line.
+        // The limit is checked before writing, so a file may pass it by a
+        // line; a file exactly at the limit is full.
         {2, 36, 3, {"r00 r01", "r02"}, 2},
         {2, 35, 3, {"r02", "r01"}, 1},
     };

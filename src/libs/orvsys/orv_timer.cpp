@@ -311,10 +311,10 @@ ORV_API orv_timer_t *orv_timer_create(int first_ms, int period_ms, orv_timer_cal
     pthread_mutex_lock(&ctrl->lock);
     orv_list_push_back(&ctrl->timers, timer);
     pthread_mutex_unlock(&ctrl->lock);
-    struct itimerspec spec;
-    spec.it_interval = from_ms(period_ms);
-    spec.it_value = from_ms(first_ms);
-    if (timer_settime(timer->timer_id, 0, &spec, nullptr) != 0) {
+    struct itimerspec schedule;
+    schedule.it_interval = from_ms(period_ms);
+    schedule.it_value = from_ms(first_ms);
+    if (timer_settime(timer->timer_id, 0, &schedule, nullptr) != 0) {
         pthread_mutex_lock(&ctrl->lock);
         orv_list_remove(&ctrl->timers, timer);
         pthread_mutex_unlock(&ctrl->lock);

@@ -21,7 +21,10 @@
  *                     2048 and more (which would overflow) counts as 2
  *
  * Threads: log calls may come from any thread; one lock serialises the ring
- * write and both outputs. A log call allocates nothing of its own. Readers
+ * write and both outputs. A log call allocates nothing of its own. The time
+ * stamp re-reads the zone setting (tzset) on every call; with TZ unset the
+ * C library then looks at /etc/localtime and briefly allocates each time,
+ * so a service that cares sets TZ (TZ=:/etc/localtime names the same zone). Readers
  * follow the ring without a lock, each with a cursor of its own; a slow
  * reader is overtaken silently. orv_log_init and orv_log_uninit belong to
  * the thread that starts and stops the process, before the first and after
