@@ -53,6 +53,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "orv_bench_files.h"
 #include "orv_bench_report.h"
 #include "orv_bench_rng.h"
 #include "orvsys/orv_ini.h"
@@ -191,29 +192,8 @@ struct Paths {
 Paths g_paths;
 IniText g_ini;
 
-bool write_file(const std::string &path, const std::string &text)
-{
-    FILE *fp = std::fopen(path.c_str(), "wb");
-    if (fp == nullptr)
-        return false;
-    const bool written = std::fwrite(text.data(), 1, text.size(), fp) == text.size();
-    return std::fclose(fp) == 0 && written;
-}
-
-bool read_file(const std::string &path, std::string *text)
-{
-    FILE *fp = std::fopen(path.c_str(), "rb");
-    if (fp == nullptr)
-        return false;
-    text->clear();
-    char block[4096];
-    std::size_t n;
-    while ((n = std::fread(block, 1, sizeof block, fp)) > 0)
-        text->append(block, n);
-    const bool ok = std::ferror(fp) == 0;
-    std::fclose(fp);
-    return ok;
-}
+using orv_bench::read_file;
+using orv_bench::write_file;
 
 bool make_files()
 {

@@ -61,6 +61,7 @@
 #include <string>
 #include <vector>
 
+#include "orv_bench_files.h"
 #include "orv_bench_report.h"
 #include "orv_bench_rng.h"
 #include "orvsys/orv_log.h"
@@ -136,29 +137,8 @@ std::string numbered_file(int n)
     return in_root("run/log/") + kLogName + "_" + std::to_string(n) + ".txt";
 }
 
-bool write_file(const std::string &path, const std::string &text)
-{
-    FILE *fp = std::fopen(path.c_str(), "wb");
-    if (fp == nullptr)
-        return false;
-    const bool written = std::fwrite(text.data(), 1, text.size(), fp) == text.size();
-    return std::fclose(fp) == 0 && written;
-}
-
-// False when the file cannot be opened, e.g. does not exist.
-bool read_file(const std::string &path, std::string *text)
-{
-    FILE *fp = std::fopen(path.c_str(), "rb");
-    if (fp == nullptr)
-        return false;
-    text->clear();
-    char block[4096];
-    std::size_t n;
-    while ((n = std::fread(block, 1, sizeof block, fp)) > 0)
-        text->append(block, n);
-    std::fclose(fp);
-    return true;
-}
+using orv_bench::read_file;
+using orv_bench::write_file;
 
 bool write_settings(bool save_info)
 {
