@@ -333,13 +333,13 @@ TEST(Timer, CreateArmsTheTimerFromItsArguments) {
             EXPECT_EQ(timer->callback, CountTick);
             EXPECT_EQ(timer->arg, &counter);
 
-            struct itimerspec spec;
-            ASSERT_EQ(timer_gettime(timer->timer_id, &spec), 0);
-            EXPECT_EQ(spec.it_interval.tv_sec, row.interval_s);
-            EXPECT_EQ(spec.it_interval.tv_nsec, row.interval_ns);
+            struct itimerspec armed;
+            ASSERT_EQ(timer_gettime(timer->timer_id, &armed), 0);
+            EXPECT_EQ(armed.it_interval.tv_sec, row.interval_s);
+            EXPECT_EQ(armed.it_interval.tv_nsec, row.interval_ns);
             if (row.stored_first_ms > 1) {
-                const double left_ms = static_cast<double>(spec.it_value.tv_sec) * 1000.0 +
-                                       static_cast<double>(spec.it_value.tv_nsec) / 1e6;
+                const double left_ms = static_cast<double>(armed.it_value.tv_sec) * 1000.0 +
+                                       static_cast<double>(armed.it_value.tv_nsec) / 1e6;
                 const double spent_ms = NowMs() - before;
                 EXPECT_LE(left_ms, row.stored_first_ms + 1.0);
                 EXPECT_GE(left_ms, row.stored_first_ms - spent_ms - Scaled(100));
