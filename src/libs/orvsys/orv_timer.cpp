@@ -328,7 +328,9 @@ ORV_API void orv_timer_free(orv_timer_t *timer) {
     orv_timer_ctrl_t *ctrl = g_timer_ctrl;
     if (timer == nullptr || ctrl == nullptr) return;
     pthread_mutex_lock(&ctrl->lock);
-    retire_locked(ctrl, timer);
+    // A timer already taken off (freed twice, or freed by its own callback
+    // and not yet released) is not on the list: leave the list alone.
+    if (orv_list_find(&ctrl->timers, timer)) retire_locked(ctrl, timer);
     pthread_mutex_unlock(&ctrl->lock);
 }
 

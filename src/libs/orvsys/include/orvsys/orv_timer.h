@@ -84,7 +84,8 @@ ORV_API void orv_timer_uninit(void);
  * system refuses the timer. */
 ORV_API orv_timer_t *orv_timer_create(int first_ms, int period_ms, orv_timer_callback_t callback,
                                       void *arg);
-/* Stops and releases a timer; does nothing for null or without a service. */
+/* Stops and releases a timer; does nothing for null, without a service, or
+ * for a timer that is no longer on the service's list (freed already). */
 ORV_API void orv_timer_free(orv_timer_t *timer);
 
 ORV_END_DECLS
