@@ -100,6 +100,16 @@ inline benchmark::ConsoleReporter::OutputOptions console_options()
 }
 
 // A benchmark name without its group prefix ("read/strtol" gives "strtol").
+// Runs the registered benchmarks into the reporter and leaves a blank line
+// before the ratios that follow.
+inline void run_benchmarks(RatioReporter &reporter)
+{
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    std::fflush(stdout);
+    std::printf("\n");
+}
+
 inline const char *short_name(const char *name)
 {
     const char *slash = std::strchr(name, '/');

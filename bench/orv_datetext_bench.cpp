@@ -296,11 +296,7 @@ int main(int argc, char **argv)
     register_benchmarks();
 
     orv_bench::RatioReporter reporter(orv_bench::console_options());
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    std::fflush(stdout);
-
-    std::printf("\n");
+    orv_bench::run_benchmarks(reporter);
     print_speed(reporter, kIsoOrv, kIsoStrptime, kIsoTarget);
     print_speed(reporter, kUsOrv, kUsStrptime, 0.0);
     print_speed(reporter, kZoneOrv, kZoneStrptime, 0.0);

@@ -498,11 +498,7 @@ int main(int argc, char **argv)
     register_benchmarks();
 
     RatioReporter reporter(orv_bench::console_options());
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    std::fflush(stdout);
-
-    std::printf("\n");
+    orv_bench::run_benchmarks(reporter);
     print_ratio(reporter, kLookupOrv, kLookupFgets, kLookupTarget);
     print_ratio(reporter, kRewriteOrv, kRewriteCopy, 0.0);
     print_ratio(reporter, kRewriteOrv, kRewriteCopyOnto, 0.0);

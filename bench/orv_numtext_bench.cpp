@@ -309,11 +309,7 @@ int main(int argc, char **argv)
     register_benchmarks();
 
     RatioReporter reporter(orv_bench::console_options());
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    std::fflush(stdout);
-
-    std::printf("\n");
+    orv_bench::run_benchmarks(reporter);
     print_ratio(reporter, kReadOrv, kReadStrtol, 1.00);
     print_ratio(reporter, kReadOrv, kReadFromChars, 0.0);
     print_ratio(reporter, kWriteOrv, kWriteToChars, 1.10);
