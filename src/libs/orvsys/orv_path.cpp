@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "orvsys/orv_safestr.h"
+#include "internal/path.h"
 
 extern "C" {
 ORV_API char g_orv_rootdir[256];
@@ -60,17 +61,26 @@ char *extension_of(const char *path, char *buf, int32_t size) {
 }
 
 // The root is the executable's directory less its last element, cut at a
-// "/" or a backslash.
-// A path that cannot be read or does not fit leaves the field empty, never
-// holding what readlink wrote without a terminator.
-void orv_rootdir_init() {
-    if (orv_path(g_orv_rootdir, sizeof g_orv_rootdir) == nullptr) {
+// "/" or a backslash. A path that cannot be read or does not fit leaves the
+// field empty, never holding what readlink wrote without a terminator.
+void cut_to_root(const char *exe_dir) {
+    if (exe_dir == nullptr) {
         std::memset(g_orv_rootdir, 0, sizeof g_orv_rootdir);
+        return;
     }
+    orv_strncpy_safe(g_orv_rootdir, exe_dir, sizeof g_orv_rootdir);
     char *p = g_orv_rootdir + orv_strlen_safe(g_orv_rootdir, sizeof g_orv_rootdir);
     while (p >= g_orv_rootdir && *p != '/' && *p != '\\') *p-- = '\0';
     if (p >= g_orv_rootdir) *p = '\0';
 }
+
+void orv_rootdir_init() {
+    char dir[sizeof g_orv_rootdir];
+    cut_to_root(orv_path(dir, sizeof dir));
+}
+
+const char *g_seam_dir = nullptr;
+void seam_init() { cut_to_root(g_seam_dir); }
 
 // One directory of the path, cut at its end: fine when it is a directory
 // afterwards.
@@ -168,3 +178,8 @@ ORV_API char *orv_dll_dir(void) {
 }
 
 }  // extern "C"
+
+void orv_rootdir_seam(const char *exe_dir) {
+    g_seam_dir = exe_dir;
+    pthread_once(&orv_rootdir_once, seam_init);
+}

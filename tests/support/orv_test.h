@@ -1,0 +1,239 @@
+// Shared test support: time tolerances, scratch directories, whole-file
+// reads and writes, sentinel-filled buffers, and running a body in a forked
+// child with its exit status and output collected. Every test file takes
+// these from here rather than defining its own.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <ftw.h>
+#include <limits.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <thread>
+
+#include "internal/path.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
+
+namespace orv_test {
+
+// ---- Time --------------------------------------------------------------------
+// Tolerances are multiplied by ORV_TEST_TIME_SCALE (default 1), which the
+// armhf run under qemu raises, so a slow target passes without loosening
+// the native run.
+inline double time_scale() {
+    const char *text = std::getenv("ORV_TEST_TIME_SCALE");
+    if (text == nullptr) return 1.0;
+    char *end = nullptr;
+    const double scale = std::strtod(text, &end);
+    return (end != text && scale >= 1.0) ? scale : 1.0;
+}
+
+inline long scaled_ms(long ms) { return static_cast<long>(static_cast<double>(ms) * time_scale()); }
+
+inline double now_ms() {
+    struct timespec ts;
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    return static_cast<double>(ts.tv_sec) * 1e3 + static_cast<double>(ts.tv_nsec) / 1e6;
+}
+
+inline void sleep_ms(long ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
+
+// Polls until done() holds or a scaled bound passes; the final answer.
+template <class Done>
+bool wait_for(Done done, long bound_ms) {
+    const double deadline = now_ms() + static_cast<double>(scaled_ms(bound_ms));
+    while (!done() && now_ms() < deadline) sleep_ms(1);
+    return done();
+}
+
+// ---- Files -------------------------------------------------------------------
+inline bool read_file(const std::string &path, std::string *out) {
+    FILE *f = std::fopen(path.c_str(), "rb");
+    if (f == nullptr) return false;
+    out->clear();
+    char block[4096];
+    size_t n;
+    while ((n = std::fread(block, 1, sizeof block, f)) > 0) out->append(block, n);
+    std::fclose(f);
+    return true;
+}
+
+// The whole file, or "<no file>" when it cannot be read.
+inline std::string read_file(const std::string &path) {
+    std::string text;
+    return read_file(path, &text) ? text : "<no file>";
+}
+
+inline bool write_file(const std::string &path, const std::string &text) {
+    FILE *f = std::fopen(path.c_str(), "wb");
+    if (f == nullptr) return false;
+    const bool ok = std::fwrite(text.data(), 1, text.size(), f) == text.size();
+    return std::fclose(f) == 0 && ok;
+}
+
+inline bool exists(const std::string &path) {
+    struct stat st;
+    return stat(path.c_str(), &st) == 0;
+}
+
+// A fresh directory under TMPDIR (or /tmp), resolved to its real path and
+// removed with all it holds at the end of the scope.
+class ScratchDir {
+  public:
+    ScratchDir() {
+        const char *base = std::getenv("TMPDIR");
+        std::string pattern = std::string(base != nullptr && *base ? base : "/tmp") + "/orv-XXXXXX";
+        char resolved[PATH_MAX];
+        if (mkdtemp(pattern.data()) != nullptr && realpath(pattern.c_str(), resolved) != nullptr) {
+            path_ = resolved;
+        }
+    }
+    ~ScratchDir() {
+        if (path_.empty()) return;
+        nftw(
+            path_.c_str(),
+            [](const char *p, const struct stat *, int, struct FTW *) { return ::remove(p); }, 16,
+            FTW_DEPTH | FTW_PHYS);
+    }
+    ScratchDir(const ScratchDir &) = delete;
+    ScratchDir &operator=(const ScratchDir &) = delete;
+
+    bool ok() const { return !path_.empty(); }
+    const std::string &path() const { return path_; }
+    std::string operator/(const std::string &rel) const { return path_ + "/" + rel; }
+
+    // Makes rel and its parents below the directory.
+    bool mkdirs(const std::string &rel) const {
+        std::string at = path_;
+        size_t pos = 0;
+        while (pos <= rel.size()) {
+            const size_t end = std::min(rel.find('/', pos), rel.size());
+            at += "/" + rel.substr(pos, end - pos);
+            if (mkdir(at.c_str(), 0755) != 0 && errno != EEXIST) return false;
+            pos = end + 1;
+        }
+        return true;
+    }
+
+  private:
+    std::string path_;
+};
+
+// An installation tree in a scratch directory: "bin" and "ini" exist, and
+// use() makes it the root of this process (in a forked child only, since
+// the root is fixed once per process).
+class Tree : public ScratchDir {
+  public:
+    Tree() { ok_ = ok() && mkdirs("bin") && mkdirs("ini"); }
+    bool ready() const { return ok_; }
+    void use() const { orv_rootdir_seam((*this / "bin").c_str()); }
+    std::string ini() const { return *this / "ini/orv.ini"; }
+    bool write_ini(const std::string &text) const { return write_file(ini(), text); }
+
+  private:
+    bool ok_ = false;
+};
+
+// ---- Buffers -----------------------------------------------------------------
+// A buffer filled with a sentinel byte, to prove a refusal wrote nothing and
+// a success wrote nothing past its bound.
+template <size_t N, char Fill = '\x5A'>
+struct Sentinel {
+    char bytes[N];
+    Sentinel() { std::memset(bytes, Fill, N); }
+    // The first byte at or after from that was written, or -1.
+    long written_from(size_t from = 0) const {
+        for (size_t i = from; i < N; ++i) {
+            if (bytes[i] != Fill) return static_cast<long>(i);
+        }
+        return -1;
+    }
+    bool untouched(size_t from = 0) const { return written_from(from) < 0; }
+    operator char *() { return bytes; }
+};
+
+// ---- Child processes ---------------------------------------------------------
+struct ChildResult {
+    int exit_code = -1;  // the child's exit code, or -1 when it died by a signal
+    int signal = 0;      // the signal that ended it, or 0
+    std::string output;  // what it wrote to stdout and stderr
+    bool ok() const { return exit_code == 0; }
+};
+
+inline std::ostream &operator<<(std::ostream &os, const ChildResult &r) {
+    if (r.signal != 0) {
+        os << "child died by signal " << r.signal << (r.signal == SIGALRM ? " (it hung)" : "");
+    } else {
+        os << "child exited with " << r.exit_code;
+    }
+    return os << "; its output:\n" << r.output;
+}
+
+// Runs body in a forked child and collects how it ended and what it wrote.
+// The child exits 1 if a GoogleTest check in it failed, 2 if it leaked
+// (under ASan), else 0; an alarm of bound_s (scaled) turns a hang into
+// SIGALRM. Timer cases pass the signals to block before any thread starts.
+template <class Body>
+ChildResult run_in_child(Body body, long bound_s = 30, int block_signo = 0) {
+    ChildResult result;
+    int pipe_fd[2];
+    if (pipe(pipe_fd) != 0) return result;
+    std::fflush(nullptr);
+    const pid_t pid = fork();
+    if (pid < 0) return result;
+    if (pid == 0) {
+        close(pipe_fd[0]);
+        dup2(pipe_fd[1], STDOUT_FILENO);
+        dup2(pipe_fd[1], STDERR_FILENO);
+        close(pipe_fd[1]);
+        alarm(static_cast<unsigned>(static_cast<double>(bound_s) * time_scale()));
+        if (block_signo > 0) {
+            sigset_t set;
+            sigemptyset(&set);
+            sigaddset(&set, block_signo);
+            sigaddset(&set, block_signo + 1);
+            pthread_sigmask(SIG_BLOCK, &set, nullptr);
+        }
+        body();
+        int code = ::testing::Test::HasFailure() ? 1 : 0;
+#if defined(__SANITIZE_ADDRESS__)
+        if (code == 0 && __lsan_do_recoverable_leak_check() != 0) code = 2;
+#endif
+        std::fflush(nullptr);
+        _exit(code);
+    }
+    close(pipe_fd[1]);
+    char block[4096];
+    ssize_t n;
+    while ((n = read(pipe_fd[0], block, sizeof block)) > 0 || (n < 0 && errno == EINTR)) {
+        if (n > 0) result.output.append(block, static_cast<size_t>(n));
+    }
+    close(pipe_fd[0]);
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    if (WIFSIGNALED(status)) {
+        result.signal = WTERMSIG(status);
+    } else if (WIFEXITED(status)) {
+        result.exit_code = WEXITSTATUS(status);
+    }
+    return result;
+}
+
+}  // namespace orv_test
