@@ -42,12 +42,9 @@ public:
             std::string name = run.run_name.function_name;
             if (!run.run_name.args.empty())
                 name += "/" + run.run_name.args;
-            if (run.error_occurred) {
-                errored = true;
-                continue;
-            }
+            errored = errored || run.error_occurred;
             const bool median = run.run_type == Run::RT_Aggregate;
-            if (median && (run.aggregate_name != "median" || run.aggregate_unit != benchmark::kTime))
+            if (run.error_occurred || (median && run.aggregate_name != "median"))
                 continue;
             const double unit = benchmark::GetTimeUnitMultiplier(run.time_unit);
             add(name, run.GetAdjustedRealTime() / unit, median);
@@ -62,9 +59,7 @@ public:
     double value(const std::string &key) const
     {
         const auto it = values_.find(key);
-        if (it == values_.end())
-            return -1.0;
-        return it->second.median >= 0.0 ? it->second.median : it->second.sum / it->second.runs;
+        return it == values_.end() ? -1.0 : it->second.first / it->second.second;
     }
 
     // Real time well above CPU time: the thread was kept off the CPU by other
@@ -78,24 +73,15 @@ public:
     bool errored = false;
 
 private:
-    struct Value {
-        double sum = 0.0;
-        int runs = 0;
-        double median = -1.0;
-    };
-
+    // A median replaces the runs it was taken from; they come before it.
     void add(const std::string &key, double v, bool median)
     {
-        Value &value = values_[key];
-        if (median) {
-            value.median = v;
-        } else {
-            value.sum += v;
-            ++value.runs;
-        }
+        auto &[sum, runs] = values_[key];
+        sum = median ? v : sum + v;
+        runs = median ? 1 : runs + 1;
     }
 
-    std::map<std::string, Value> values_;
+    std::map<std::string, std::pair<double, int>> values_;
 };
 
 void print(const Reporter &r, const Comparison &c)
@@ -153,7 +139,7 @@ void remove_root()
 {
     if (!g_root.empty())
         nftw(g_root.c_str(), [](const char *path, const struct stat *, int, struct FTW *) {
-            return remove(path) == 0 ? 0 : (std::perror(path), 0);
+            return remove(path);
         }, 16, FTW_DEPTH | FTW_PHYS);
 }
 

@@ -73,8 +73,10 @@ struct Series {
 
 Series *g_series = nullptr;
 
-void record(Timer *t)
+// A tick: the callback of the service's timers, called by the timerfd loop.
+void *record(void *arg)
 {
+    auto *t = static_cast<Timer *>(arg);
     const int64_t since = clock_ns(CLOCK_MONOTONIC) - t->first_due;
     t->ticks.fetch_add(1, std::memory_order_relaxed);
     if (since < 0)
@@ -82,23 +84,16 @@ void record(Timer *t)
     const std::size_t i = g_series->count.fetch_add(1, std::memory_order_relaxed);
     if (i < g_series->latencies.size())
         g_series->latencies[i] = since % kPeriodNs;
-}
-
-void *on_tick(void *arg)
-{
-    record(static_cast<Timer *>(arg));
     return nullptr;
 }
 
-// Arms timer i as of now: the point its first tick is due.
-int64_t due_from_now() { return clock_ns(CLOCK_MONOTONIC) + kPeriodNs; }
-
-// Counts the points due before stop and checks each timer's ticks.
-std::string end_round(Series &s, std::vector<Timer> &timers, int64_t stop)
+// Counts the points due before the timers began to stop and checks each
+// timer's ticks against those due by the time all had stopped.
+std::string end_round(Series &s, std::vector<Timer> &timers, int64_t stopping, int64_t stopped)
 {
     for (Timer &t : timers) {
-        const int64_t due = (stop - t.first_due) / kPeriodNs + 1, got = t.ticks.load();
-        if (t.early.load() || got > due)
+        const int64_t due = (stopping - t.first_due) / kPeriodNs + 1, got = t.ticks.load();
+        if (t.early.load() || got > (stopped - t.first_due) / kPeriodNs + 1)
             return "a timer ticked before its time";
         s.due += due;
         s.missed += std::max<int64_t>(0, due - 1 - got); // the last one may be cut off
@@ -113,8 +108,8 @@ std::string orv_round(Series &s, int signo)
         return "orv_timer_init failed";
     const int64_t end = clock_ns(CLOCK_MONOTONIC) + kRoundNs;
     for (Timer &t : timers) {
-        t.first_due = due_from_now();
-        if (orv_timer_create(10, 10, on_tick, &t) == nullptr) {
+        t.first_due = clock_ns(CLOCK_MONOTONIC) + kPeriodNs;
+        if (orv_timer_create(10, 10, record, &t) == nullptr) {
             orv_timer_uninit();
             return "orv_timer_create failed";
         }
@@ -123,9 +118,9 @@ std::string orv_round(Series &s, int signo)
                                    static_cast<long>(end % 1'000'000'000)};
     while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
     }
-    const int64_t stop = clock_ns(CLOCK_MONOTONIC);
+    const int64_t stopping = clock_ns(CLOCK_MONOTONIC);
     orv_timer_uninit(); // disarms, lets the worker finish, joins it
-    return end_round(s, timers, stop);
+    return end_round(s, timers, stopping, clock_ns(CLOCK_MONOTONIC));
 }
 
 std::string timerfd_round(Series &s)
@@ -137,7 +132,7 @@ std::string timerfd_round(Series &s)
     const int64_t end = clock_ns(CLOCK_MONOTONIC) + kRoundNs;
     std::string error;
     for (int i = 0; i < kTimers && error.empty(); ++i) {
-        timers[i].first_due = due_from_now();
+        timers[i].first_due = clock_ns(CLOCK_MONOTONIC) + kPeriodNs;
         fds.push_back(timerfd_create(CLOCK_REALTIME, TFD_NONBLOCK | TFD_CLOEXEC));
         struct epoll_event ev = {EPOLLIN, {.u32 = static_cast<uint32_t>(i)}};
         if (fds[i] < 0 || epoll_ctl(epoll, EPOLL_CTL_ADD, fds[i], &ev) != 0 ||
@@ -158,7 +153,7 @@ std::string timerfd_round(Series &s)
     for (int fd : fds)
         close(fd);
     close(epoll);
-    return error.empty() ? end_round(s, timers, stop) : error;
+    return error.empty() ? end_round(s, timers, stop, stop) : error;
 }
 
 // p50 and p99 in microseconds into the counters; empty when the figures hold.
@@ -167,10 +162,10 @@ std::string summarise(Series &s, const char *name, benchmark::State &state)
     const std::size_t n = s.count.load();
     if (n == 0 || n > s.latencies.size() || s.missed * 100 > s.due)
         return std::string(name) + ": " + std::to_string(s.missed) + " of " +
-               std::to_string(s.due) + " ticks missing";
+               std::to_string(s.due) + " ticks missing (over 1 %)";
     std::sort(s.latencies.begin(), s.latencies.begin() + n);
-    state.counters[std::string("p50_") + name] = s.latencies[n / 2] / 1e3;
-    state.counters[std::string("p99_") + name] = s.latencies[(n * 99 - 1) / 100] / 1e3;
+    state.counters[std::string("p50_") + name + "_us"] = s.latencies[n / 2] / 1e3;
+    state.counters[std::string("p99_") + name + "_us"] = s.latencies[(n * 99 - 1) / 100] / 1e3;
     state.counters[std::string("missed_") + name] = static_cast<double>(s.missed);
     return {};
 }
@@ -190,9 +185,9 @@ void latency_bench(benchmark::State &state)
         }
     }
     if (error.empty())
-        error = summarise(orv, "orv_us", state);
+        error = summarise(orv, "orv", state);
     if (error.empty())
-        error = summarise(timerfd, "timerfd_us", state);
+        error = summarise(timerfd, "timerfd", state);
     if (!error.empty())
         state.SkipWithError(error.c_str());
 }
