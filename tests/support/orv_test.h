@@ -124,7 +124,7 @@ class ScratchDir {
         size_t pos = 0;
         while (pos <= rel.size()) {
             const size_t end = std::min(rel.find('/', pos), rel.size());
-            at += "/" + rel.substr(pos, end - pos);
+            at.append(1, '/').append(rel, pos, end - pos);
             if (mkdir(at.c_str(), 0755) != 0 && errno != EEXIST) return false;
             pos = end + 1;
         }

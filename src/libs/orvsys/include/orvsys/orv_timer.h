@@ -18,13 +18,27 @@
  * two workers at once: a tick that finds it still running is dropped. Missed
  * ticks are not made up; an overrun is logged at error level.
  *
- * Threads: orv_timer_create and orv_timer_free may be called from any
- * thread, also while ticks run. orv_timer_free waits until no worker is
- * inside that timer's callback, so no worker ever touches a released
- * record; a callback may free its own timer, which is then released as soon
- * as the callback returns. A callback must not call orv_timer_uninit.
- * orv_timer_init and orv_timer_uninit belong to the one thread that starts
- * and stops the process.
+ * Freeing. orv_timer_free may be called from any thread, also while ticks
+ * run; after it returns no new tick of that timer starts, and no worker
+ * ever touches a released record.
+ *  - From a callback (any worker): it never waits. A timer that a worker is
+ *    running, its own included, is taken off the list and disarmed at once,
+ *    and released by that worker when the callback returns. So two
+ *    callbacks may free each other's timers.
+ *  - From any other thread: it returns only once no worker runs that
+ *    timer's callback, so the callback's argument may be released right
+ *    after. Hence, as with kernel timer APIs: never call it while holding a
+ *    lock that the callback takes; the free would wait for the callback,
+ *    and the callback for the lock.
+ * A callback must not call orv_timer_uninit. orv_timer_init and
+ * orv_timer_uninit belong to the one thread that starts and stops the
+ * process. A handle must not be used after it was freed.
+ *
+ * Signals: orv_timer_init refuses, with an error-level log line, a timer
+ * signal that it or its successor cannot hold in a signal set: 0, numbers
+ * beyond the last signal, and those the C library's threads reserve (32
+ * and 33 on Linux). So a bad "TimerSigNo" fails the start instead of
+ * hanging the stop.
  */
 #ifndef ORVSYS_ORV_TIMER_H
 #define ORVSYS_ORV_TIMER_H
@@ -68,8 +82,9 @@ ORV_API int orv_timer_signo(void);
 
 /* Starts the service on signo (signo and signo + 1 must be valid signal
  * numbers) with thread_num workers. 1 when it runs, also when it already
- * ran (the first arguments then stand); 0 when no worker could start
- * (thread_num below 1 included), g_timer_ctrl then null. */
+ * ran (the first arguments then stand); 0 when a signal is unusable or no
+ * worker could start (thread_num below 1 included), g_timer_ctrl then
+ * null. */
 ORV_API int orv_timer_init(int signo, int thread_num);
 /* orv_timer_init with the settings of section "ORVCOM". */
 ORV_API int orv_timer_init_ini(void);
@@ -84,8 +99,9 @@ ORV_API void orv_timer_uninit(void);
  * system refuses the timer. */
 ORV_API orv_timer_t *orv_timer_create(int first_ms, int period_ms, orv_timer_callback_t callback,
                                       void *arg);
-/* Stops and releases a timer; does nothing for null, without a service, or
- * for a timer that is no longer on the service's list (freed already). */
+/* Stops and releases a timer (see "Freeing" above for when it waits); does
+ * nothing for null, without a service, or for a timer being freed or freed
+ * already. */
 ORV_API void orv_timer_free(orv_timer_t *timer);
 
 ORV_END_DECLS
