@@ -40,34 +40,26 @@ const std::vector<Args> &message_args()
     return args;
 }
 
-// Sends stdout to a file for as long as it lives, fully buffered.
-class StdoutTo {
-public:
-    explicit StdoutTo(const std::string &path)
-    {
-        std::fflush(stdout);
-        saved_ = dup(STDOUT_FILENO);
-        const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-        ok_ = saved_ >= 0 && fd >= 0 && dup2(fd, STDOUT_FILENO) >= 0;
-        if (fd >= 0)
-            close(fd);
-        std::setvbuf(stdout, nullptr, _IOFBF, BUFSIZ);
-    }
-    ~StdoutTo()
-    {
-        std::fflush(stdout);
-        if (saved_ >= 0) {
-            dup2(saved_, STDOUT_FILENO);
-            close(saved_);
-        }
-        std::setvbuf(stdout, nullptr, isatty(STDOUT_FILENO) ? _IOLBF : _IOFBF, BUFSIZ);
-    }
-    bool ok() const { return ok_; }
+// Sends stdout to a file, fully buffered; the descriptor to give back to
+// restore_stdout, or -1 on failure.
+int stdout_to(const char *path)
+{
+    std::fflush(stdout);
+    const int saved = dup(STDOUT_FILENO);
+    const int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    const bool sent = saved >= 0 && fd >= 0 && dup2(fd, STDOUT_FILENO) >= 0;
+    close(fd);
+    std::setvbuf(stdout, nullptr, _IOFBF, BUFSIZ);
+    return sent ? saved : (close(saved), -1);
+}
 
-private:
-    int saved_ = -1;
-    bool ok_ = false;
-};
+void restore_stdout(int saved)
+{
+    std::fflush(stdout);
+    dup2(saved, STDOUT_FILENO);
+    close(saved);
+    std::setvbuf(stdout, nullptr, isatty(STDOUT_FILENO) ? _IOLBF : _IOFBF, BUFSIZ);
+}
 
 // Logs one entry and checks it in the ring and on the console; empty when
 // all is well, else what went wrong.
@@ -79,12 +71,11 @@ std::string log_and_check_one()
     const std::string path = orv_bench::root() + "/run/console.txt";
     int32_t cursor = 0;
     orv_log_sync(&cursor);
-    {
-        StdoutTo console(path);
-        if (!console.ok())
-            return "cannot catch the console";
-        orv_log_info(LINK_FORMAT, a.link, a.frames, a.queue, a.micros);
-    }
+    const int saved = stdout_to(path.c_str());
+    if (saved < 0)
+        return "cannot catch the console";
+    orv_log_info(LINK_FORMAT, a.link, a.frames, a.queue, a.micros);
+    restore_stdout(saved);
     const orv_log_entry_t *entry = orv_log_count(cursor) == 1 ? orv_log_get(&cursor) : nullptr;
     if (entry == nullptr || entry->level != ORV_LOG_INFO || entry->ext != -1 ||
         std::string(message) != entry->message)
@@ -102,28 +93,25 @@ std::string log_and_check_one()
 
 void log_bench(benchmark::State &state)
 {
-    bool started = false;
-    {
-        StdoutTo quiet("/dev/null"); // whatever the log says when it starts
-        started = orv_log_init("bench") == 1;
-    }
+    int saved = stdout_to("/dev/null"); // whatever the log says when it starts
+    const bool started = saved >= 0 && orv_log_init("bench") == 1;
+    restore_stdout(saved);
     if (!started)
-        return state.SkipWithError("orv_log_init failed");
+        return state.SkipWithError("cannot start the log");
     const std::string error = log_and_check_one();
-    if (!error.empty()) {
+    if (!error.empty() || (saved = stdout_to("/dev/null")) < 0) {
         orv_log_uninit();
-        return state.SkipWithError(error.c_str());
+        return state.SkipWithError(error.empty() ? "cannot send stdout to /dev/null"
+                                                 : error.c_str());
     }
     const std::vector<Args> &args = message_args();
     std::size_t i = 0;
-    {
-        StdoutTo devnull("/dev/null");
-        for (auto _ : state) {
-            const Args &a = args[i++ & 255];
-            orv_log_info(LINK_FORMAT, a.link, a.frames, a.queue, a.micros);
-        }
+    for (auto _ : state) {
+        const Args &a = args[i++ & 255];
+        orv_log_info(LINK_FORMAT, a.link, a.frames, a.queue, a.micros);
     }
     orv_log_uninit();
+    restore_stdout(saved);
     state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()));
 }
 

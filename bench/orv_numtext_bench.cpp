@@ -123,9 +123,11 @@ BENCHMARK(write_bench<to_chars_write>)->Name("numtext/write/std::to_chars");
 
 using orv_bench::Better;
 const bool kCompared =
-    orv_bench::compare({"time numtext read orv / strtol+checks", "numtext/read/orv_ascii_to_int32",
-                        "numtext/read/strtol+checks", 1.00, Better::Lower}) &&
-    orv_bench::compare({"time numtext write orv / std::to_chars", "numtext/write/orv_int32_to_ascii",
-                        "numtext/write/std::to_chars", 1.10, Better::Lower});
+    orv_bench::compare({"time numtext read orv / strtol+checks",
+                        "numtext/read/orv_ascii_to_int32", "numtext/read/strtol+checks", 1.00,
+                        Better::Lower}) &&
+    orv_bench::compare({"time numtext write orv / std::to_chars",
+                        "numtext/write/orv_int32_to_ascii", "numtext/write/std::to_chars", 1.10,
+                        Better::Lower});
 
 } // namespace
