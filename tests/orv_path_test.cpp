@@ -1,351 +1,164 @@
-// Path text operations, orv_mkpath, and the reads of the running
-// executable's own path.
-//
-// Outputs are pre-filled with a sentinel byte: a refusal must leave the
-// whole buffer alone, and a success must not write past the size it was
-// given. The installation root and the plug-in directory are process-wide
-// and fixed at their first use; they are tested through the tree probe in
-// orv_log_test.cpp, never here.
+// Path text operations, orv_mkpath, the executable's own path, and the
+// installation root. Outputs are sentinel-filled: a refusal leaves the whole
+// buffer alone, a success writes nothing past the size it was given. The
+// root is fixed once per process, so its cases run in forked children.
 #include "orvsys/orv_path.h"
 
-#include <gtest/gtest.h>
+#include "orvsys/orv_safestr.h"
 
-#include <ftw.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <climits>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <string>
+
+#include "support/orv_test.h"
 
 namespace {
 
-constexpr char kSentinel = '\x5A';
-constexpr int32_t kBufSize = 64;
-
-struct Buf {
-    char bytes[kBufSize];
-    Buf() { std::memset(bytes, kSentinel, sizeof bytes); }
-    bool Untouched(int32_t from = 0) const {
-        for (int32_t i = from; i < kBufSize; ++i) {
-            if (bytes[i] != kSentinel) return false;
-        }
-        return true;
-    }
-};
-
+using orv_test::Sentinel;
 using TextOp = char *(*)(const char *path, char *buf, int32_t size);
 
-// One row of a text operation: null expected means the operation refuses.
-struct TextRow {
-    const char *path;
-    int32_t size;
-    const char *expected;
-};
-
-void CheckTextRows(const char *op_name, TextOp op, const TextRow *rows, size_t count) {
-    for (size_t i = 0; i < count; ++i) {
-        const TextRow &row = rows[i];
-        SCOPED_TRACE(std::string(op_name) + "(\"" + row.path + "\", size " +
+TEST(PathText, SplitTable) {
+    struct Row {
+        TextOp op;
+        const char *path;
+        int32_t size;
+        const char *expected;  // null: refused
+    };
+    const TextOp dir = orv_path2, name = orv_filename2, ext = orv_extname2;
+    const Row rows[] = {
+        {dir, "/usr/lib/x.so", 64, "/usr/lib"}, {dir, "/usr/lib///", 64, "/usr/lib"},
+        {dir, "/usr//lib", 64, "/usr"},         {dir, "usr/lib", 64, "usr"},
+        {dir, "abc", 64, ""},                   {dir, "/", 64, ""},
+        {dir, "", 64, ""},                      {dir, "/x/a\\b", 64, "/x"},
+        // Cut to the size first; the cut text then loses its last element.
+        {dir, "/usr/local/bin", 8, "/usr"},     {dir, "/usr/lib/", 10, "/usr/lib"},
+        {dir, "/usr", 1, ""},                   {dir, "/usr", 0, nullptr},
+        {dir, "/usr", INT32_MIN, nullptr},      {dir, nullptr, 64, nullptr},
+        {name, "/a/b.tar.gz", 64, "b.tar"},     {name, "/a.d/b", 64, "b"},
+        {name, "/a/.profile", 64, ""},          {name, "/a/", 64, ""},
+        {name, "/a/ab.cd.txt", 5, "ab"},        {name, "/a/abcdef", 4, "abc"},
+        {name, "b.txt", 64, nullptr},           {name, "/a/b", 0, nullptr},
+        {name, nullptr, 64, nullptr},           {ext, "/a/b.tar.gz", 64, ".gz"},
+        {ext, "/a.d/b", 64, ".d/b"},            {ext, "a.", 64, "."},
+        {ext, ".gz", 2, "."},                   {ext, "/a/b", 64, nullptr},
+        {ext, "/a/b.gz", -1, nullptr},          {ext, nullptr, 64, nullptr},
+    };
+    for (const Row &row : rows) {
+        const char *op = row.op == dir ? "path2" : row.op == name ? "filename2" : "extname2";
+        SCOPED_TRACE(std::string(op) + "(" + (row.path ? row.path : "null") + ", " +
                      std::to_string(row.size) + ")");
-        Buf buf;
-        char *result = op(row.path, buf.bytes, row.size);
+        Sentinel<64> buf;
+        char *result = row.op(row.path, buf, row.size);
         if (row.expected == nullptr) {
             EXPECT_EQ(result, nullptr);
-            EXPECT_TRUE(buf.Untouched()) << "a refusal wrote into the buffer";
+            EXPECT_TRUE(buf.untouched());
             continue;
         }
         ASSERT_EQ(result, buf.bytes);
         EXPECT_STREQ(buf.bytes, row.expected);
-        EXPECT_TRUE(buf.Untouched(row.size)) << "wrote past the given size";
+        EXPECT_TRUE(buf.untouched(static_cast<size_t>(row.size)));
     }
+    EXPECT_EQ(orv_path2("/a/b", nullptr, 64), nullptr);
 }
 
-std::string SelfPath() {
-    char path[PATH_MAX];
-    const ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
-    if (n < 0) return std::string();
-    return std::string(path, static_cast<size_t>(n));
+// Each read of the executable's path needs room for the whole path and its
+// terminator, even when the result is shorter.
+TEST(PathSelf, ReadsOfOwnPath) {
+    char self_buf[PATH_MAX];
+    const ssize_t n = readlink("/proc/self/exe", self_buf, sizeof self_buf - 1);
+    ASSERT_GT(n, 0);
+    const std::string self(self_buf, static_cast<size_t>(n));
+    const int32_t len = static_cast<int32_t>(n);
+    Sentinel<PATH_MAX> buf;
+    EXPECT_EQ(orv_filename(buf, 0), nullptr);
+    EXPECT_EQ(orv_extname(nullptr, 64), nullptr);
+    EXPECT_TRUE(buf.untouched());
+    EXPECT_EQ(orv_fullpath(buf, len), nullptr);
+    EXPECT_EQ(orv_path(buf, len), nullptr);
+    ASSERT_EQ(orv_fullpath(buf, len + 1), buf.bytes);
+    EXPECT_EQ(buf.bytes, self);
+    EXPECT_TRUE(buf.untouched(static_cast<size_t>(len) + 1));
+    ASSERT_EQ(orv_path(buf, len + 1), buf.bytes);
+    EXPECT_EQ(buf.bytes, self.substr(0, self.rfind('/')));
+    ASSERT_EQ(orv_filename(buf, 4), buf.bytes);
+    EXPECT_STREQ(buf.bytes, "orv");  // of orv_path_test, which has no extension
+    EXPECT_EQ(orv_extname(buf, 64), nullptr);
 }
 
-// A scratch directory, removed with everything in it.
-class ScratchDir {
-  public:
-    ScratchDir() {
-        const char *base = std::getenv("TMPDIR");
-        path_ = std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/orvpath-XXXXXX";
-        if (mkdtemp(path_.data()) == nullptr) path_.clear();
-    }
-    ~ScratchDir() {
-        if (!path_.empty()) {
-            nftw(
-                path_.c_str(),
-                [](const char *p, const struct stat *, int, struct FTW *) { return ::remove(p); },
-                16, FTW_DEPTH | FTW_PHYS);
-        }
-    }
-    const std::string &path() const { return path_; }
-
-  private:
-    std::string path_;
-};
-
-bool IsDir(const std::string &path) {
-    struct stat st;
-    return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
-}
-
-bool Exists(const std::string &path) {
-    struct stat st;
-    return lstat(path.c_str(), &st) == 0;
-}
-
-// ---- Text operations -----------------------------------------------------------
-
-TEST(PathText, DirectoryPart) {
-    const TextRow rows[] = {
-        {"/usr/lib/x.so", kBufSize, "/usr/lib"},
-        {"/usr/lib/", kBufSize, "/usr/lib"},
-        {"/usr/lib///", kBufSize, "/usr/lib"},
-        {"/usr//lib", kBufSize, "/usr"},
-        {"usr/lib", kBufSize, "usr"},
-        {"abc", kBufSize, ""},
-        {"/abc", kBufSize, ""},
-        {"/", kBufSize, ""},
-        {"//", kBufSize, ""},
-        {"", kBufSize, ""},
-        {"a\\b\\c", kBufSize, ""},
-        {"/x/a\\b", kBufSize, "/x"},
-        // The copy is cut to the size first; the cut text loses its last
-        // element like any other.
-        {"/usr/local/bin", 8, "/usr"},
-        {"/usr/lib/", 9, "/usr"},
-        {"/usr/lib/", 10, "/usr/lib"},
-        {"/usr", 1, ""},
-        {"/usr/lib", 0, nullptr},
-        {"/usr/lib", -1, nullptr},
-        {"/usr/lib", INT32_MIN, nullptr},
-    };
-    CheckTextRows("orv_path2", orv_path2, rows, sizeof rows / sizeof rows[0]);
-}
-
-TEST(PathText, FileName) {
-    const TextRow rows[] = {
-        {"/a/b.tar.gz", kBufSize, "b.tar"},
-        {"/a/b", kBufSize, "b"},
-        {"/a.d/b", kBufSize, "b"},
-        {"rel/b.c", kBufSize, "b"},
-        {"/a/", kBufSize, ""},
-        {"/a/.profile", kBufSize, ""},
-        {"/a/b.", kBufSize, "b"},
-        {"/", kBufSize, ""},
-        // Cut to "ab.c" first, then the last extension of what is left goes.
-        {"/a/ab.cd.txt", 5, "ab"},
-        {"/a/abcdef", 4, "abc"},
-        {"/a/b.txt", 1, ""},
-        {"b.txt", kBufSize, nullptr},
-        {"", kBufSize, nullptr},
-        {"/a/b.txt", 0, nullptr},
-        {"/a/b.txt", -5, nullptr},
-    };
-    CheckTextRows("orv_filename2", orv_filename2, rows, sizeof rows / sizeof rows[0]);
-}
-
-TEST(PathText, ExtensionName) {
-    const TextRow rows[] = {
-        {"/a/b.tar.gz", kBufSize, ".gz"},
-        {"/a.d/b", kBufSize, ".d/b"},
-        {"a.", kBufSize, "."},
-        {"b.txt", kBufSize, ".txt"},
-        {"/a/.profile", kBufSize, ".profile"},
-        {".gz", 2, "."},
-        {".gz", 1, ""},
-        {"/a/b", kBufSize, nullptr},
-        {"", kBufSize, nullptr},
-        {"/a/b.gz", 0, nullptr},
-        {"/a/b.gz", -1, nullptr},
-    };
-    CheckTextRows("orv_extname2", orv_extname2, rows, sizeof rows / sizeof rows[0]);
-}
-
-TEST(PathText, NullPointersRefused) {
-    const TextOp ops[] = {orv_path2, orv_filename2, orv_extname2};
-    for (TextOp op : ops) {
-        Buf buf;
-        EXPECT_EQ(op(nullptr, buf.bytes, kBufSize), nullptr);
-        EXPECT_TRUE(buf.Untouched());
-        EXPECT_EQ(op("/a/b.c", nullptr, kBufSize), nullptr);
-    }
-}
-
-// ---- The executable's own path -------------------------------------------------
-
-using SelfOp = char *(*)(char *buf, int32_t size);
-
-TEST(PathSelf, RefusalsLeaveBufferAlone) {
+TEST(PathMake, NestedExistingAndBlocked) {
+    orv_test::ScratchDir dir;
+    const mode_t mask = umask(022);
+    ASSERT_TRUE(dir.ok() && orv_test::write_file(dir / "plain", ""));
     struct Row {
-        const char *name;
-        SelfOp op;
+        std::string path;
+        int expected;
+        const char *made;  // a directory that must exist afterwards
     };
     const Row rows[] = {
-        {"orv_fullpath", orv_fullpath},
-        {"orv_path", orv_path},
-        {"orv_filename", orv_filename},
-        {"orv_extname", orv_extname},
+        {dir / "a//b/", 0, "a/b"},     {dir / "/p/q///r", 0, "p/q/r"}, {dir / "a/b", 0, "a/b"},
+        {dir.path() + "/", 0, "a"},    {"/", 0, nullptr},              {"///", 0, nullptr},
+        {"", -1, nullptr},             {dir / "plain", -1, nullptr},   {dir / "plain/", -1, nullptr},
+        // Directories made before the failure stay.
+        {dir / "kept/one/../../plain/x", -1, "kept/one"},
     };
     for (const Row &row : rows) {
-        for (int32_t size : {0, -1, INT32_MIN}) {
-            SCOPED_TRACE(std::string(row.name) + " size " + std::to_string(size));
-            Buf buf;
-            EXPECT_EQ(row.op(buf.bytes, size), nullptr);
-            EXPECT_TRUE(buf.Untouched());
+        EXPECT_EQ(orv_mkpath(row.path.c_str(), 0750), row.expected) << row.path;
+        struct stat st;
+        if (row.made != nullptr) {
+            EXPECT_TRUE(stat((dir / row.made).c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+                << row.path;
         }
-        EXPECT_EQ(row.op(nullptr, kBufSize), nullptr) << row.name;
     }
-}
-
-TEST(PathSelf, FullPathNeedsRoomForTerminator) {
-    const std::string self = SelfPath();
-    ASSERT_FALSE(self.empty());
-    const int32_t length = static_cast<int32_t>(self.size());
-    std::string buf(self.size() + 8, kSentinel);
-
-    EXPECT_EQ(orv_fullpath(buf.data(), length), nullptr);
-    EXPECT_EQ(orv_fullpath(buf.data(), length - 1), nullptr);
-
-    std::fill(buf.begin(), buf.end(), kSentinel);
-    ASSERT_EQ(orv_fullpath(buf.data(), length + 1), buf.data());
-    EXPECT_STREQ(buf.c_str(), self.c_str());
-    EXPECT_EQ(buf[self.size() + 1], kSentinel);
-}
-
-TEST(PathSelf, DirectoryNeedsRoomForWholePath) {
-    const std::string self = SelfPath();
-    ASSERT_FALSE(self.empty());
-    const int32_t length = static_cast<int32_t>(self.size());
-    const std::string dir = self.substr(0, self.rfind('/'));
-    std::string buf(self.size() + 8, kSentinel);
-
-    // The whole path has to fit, although the result is shorter.
-    EXPECT_EQ(orv_path(buf.data(), length), nullptr);
-
-    std::fill(buf.begin(), buf.end(), kSentinel);
-    ASSERT_EQ(orv_path(buf.data(), length + 1), buf.data());
-    EXPECT_STREQ(buf.c_str(), dir.c_str());
-}
-
-TEST(PathSelf, FileNameOfExecutableCutToSize) {
-    // The test binary carries no extension: its file name is its target name.
-    Buf whole;
-    ASSERT_EQ(orv_filename(whole.bytes, kBufSize), whole.bytes);
-    EXPECT_STREQ(whole.bytes, "orv_path_test");
-
-    Buf cut;
-    ASSERT_EQ(orv_filename(cut.bytes, 4), cut.bytes);
-    EXPECT_STREQ(cut.bytes, "orv");
-    EXPECT_TRUE(cut.Untouched(4));
-}
-
-TEST(PathSelf, GetcwdIsTheSystemCall) {
-    char expected[PATH_MAX];
-    ASSERT_NE(getcwd(expected, sizeof expected), nullptr);
-    const size_t length = std::strlen(expected);
-
-    std::string buf(length + 8, kSentinel);
-    EXPECT_EQ(orv_getcwd(buf.data(), length + 1), buf.data());
-    EXPECT_STREQ(buf.c_str(), expected);
-
-    errno = 0;
-    EXPECT_EQ(orv_getcwd(buf.data(), length), nullptr);
-    EXPECT_EQ(errno, ERANGE);
-
-    // A null buffer with size 0 is allocated by the C library.
-    char *allocated = orv_getcwd(nullptr, 0);
-    ASSERT_NE(allocated, nullptr);
-    EXPECT_STREQ(allocated, expected);
-    std::free(allocated);
-}
-
-// ---- orv_mkpath ----------------------------------------------------------------
-
-TEST(PathMake, NestedWithDoubledAndTrailingSlashes) {
-    ScratchDir scratch;
-    ASSERT_FALSE(scratch.path().empty());
-    const std::string base = scratch.path();
-
-    EXPECT_EQ(orv_mkpath((base + "/a//b/").c_str(), 0755), 0);
-    EXPECT_TRUE(IsDir(base + "/a"));
-    EXPECT_TRUE(IsDir(base + "/a/b"));
-
-    EXPECT_EQ(orv_mkpath((base + "//p/q///r").c_str(), 0755), 0);
-    EXPECT_TRUE(IsDir(base + "/p/q/r"));
-
-    // Already there, with or without a trailing slash.
-    EXPECT_EQ(orv_mkpath((base + "/a/b").c_str(), 0755), 0);
-    EXPECT_EQ(orv_mkpath(base.c_str(), 0755), 0);
-    EXPECT_EQ(orv_mkpath((base + "/").c_str(), 0755), 0);
-}
-
-TEST(PathMake, RootAndEmptyAndNull) {
-    EXPECT_EQ(orv_mkpath("/", 0755), 0);
-    EXPECT_EQ(orv_mkpath("///", 0755), 0);
-    EXPECT_EQ(orv_mkpath("", 0755), -1);
     EXPECT_EQ(orv_mkpath(nullptr, 0755), -1);
-}
-
-TEST(PathMake, ThroughOrdinaryFileFails) {
-    ScratchDir scratch;
-    ASSERT_FALSE(scratch.path().empty());
-    const std::string file = scratch.path() + "/plain";
-    FILE *fp = std::fopen(file.c_str(), "w");
-    ASSERT_NE(fp, nullptr);
-    std::fclose(fp);
-
-    EXPECT_EQ(orv_mkpath(file.c_str(), 0755), -1);
-    EXPECT_EQ(orv_mkpath((file + "/").c_str(), 0755), -1);
-    EXPECT_EQ(orv_mkpath((file + "/sub/deeper").c_str(), 0755), -1);
-    EXPECT_FALSE(Exists(file + "/sub"));
-
-    // The directories made before the failure stay.
-    EXPECT_EQ(orv_mkpath((scratch.path() + "/kept/one/../../plain/x").c_str(), 0755), -1);
-    EXPECT_TRUE(IsDir(scratch.path() + "/kept/one"));
-}
-
-TEST(PathMake, ModeGoesToMkdir) {
-    ScratchDir scratch;
-    ASSERT_FALSE(scratch.path().empty());
-    const mode_t mask = umask(022);
-    EXPECT_EQ(orv_mkpath((scratch.path() + "/m1/m2").c_str(), 0750), 0);
-    umask(mask);
     struct stat st;
-    ASSERT_EQ(stat((scratch.path() + "/m1").c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 0777, 0750u);
-    ASSERT_EQ(stat((scratch.path() + "/m1/m2").c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 0777, 0750u);
+    ASSERT_EQ(stat((dir / "p/q").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0750u) << "mode not passed to mkdir";
+    umask(mask);
+    // A relative path lies below the working directory (a child's own).
+    const auto rel = orv_test::run_in_child([&] {
+        ASSERT_EQ(chdir(dir.path().c_str()), 0);
+        EXPECT_EQ(orv_mkpath("rel//deep/", 0755), 0);
+    });
+    EXPECT_TRUE(rel.ok()) << rel;
+    EXPECT_TRUE(orv_test::exists(dir / "rel/deep"));
 }
 
-TEST(PathMake, RelativeBelowWorkingDirectory) {
-    ScratchDir scratch;
-    ASSERT_FALSE(scratch.path().empty());
-    std::fflush(nullptr);
-    // The working directory is the process's: change it in a child only.
-    const pid_t pid = fork();
-    ASSERT_GE(pid, 0);
-    if (pid == 0) {
-        if (chdir(scratch.path().c_str()) != 0) _exit(10);
-        if (orv_mkpath("rel//deep/", 0755) != 0) _exit(11);
-        if (orv_mkpath("rel/deep", 0755) != 0) _exit(12);
-        _exit(0);
+// The root is the executable's directory less its last element, cut at a
+// "/" or a backslash; an unreadable path leaves it empty.
+TEST(PathRoot, DerivedFromExecutableDirectory) {
+    orv_test::Tree tree;
+    ASSERT_TRUE(tree.ready());
+    char exe[PATH_MAX];
+    const ssize_t n = readlink("/proc/self/exe", exe, sizeof exe - 1);
+    ASSERT_GT(n, 0);
+    const std::string real(exe, static_cast<size_t>(n));
+    const std::string limit = "/" + std::string(250, 'd') + "/bin";  // 255: the field's limit
+    struct Row {
+        std::string exe_dir;  // "": no seam, the real executable; "-": unreadable
+        std::string root;
+        const char *preset_dll;
+    };
+    const Row rows[] = {
+        {tree / "bin", tree.path(), nullptr},
+        {tree / "top\\bin", tree / "top", nullptr},
+        {limit, limit.substr(0, 251), nullptr},
+        {"-", "", nullptr},
+        {tree / "bin", tree.path(), "/opt/plugins"},
+        {"", real.substr(0, real.rfind('/', real.rfind('/') - 1)), nullptr},
+    };
+    for (const Row &row : rows) {
+        const auto child = orv_test::run_in_child([&] {
+            if (row.preset_dll != nullptr) orv_strncpy_safe(g_orv_dll_dir, row.preset_dll, 512);
+            if (!row.exe_dir.empty()) {
+                orv_rootdir_seam(row.exe_dir == "-" ? nullptr : row.exe_dir.c_str());
+            }
+            const char *dll = orv_dll_dir();  // fixes the root on its own
+            EXPECT_EQ(dll, g_orv_dll_dir);
+            EXPECT_EQ(orv_rootdir(), g_orv_rootdir);
+            EXPECT_EQ(std::string(g_orv_rootdir), row.root);
+            EXPECT_EQ(std::string(dll), row.preset_dll ? row.preset_dll : row.root + "/dll");
+        });
+        EXPECT_TRUE(child.ok()) << "executable in " << row.exe_dir << ": " << child;
     }
-    int status = 0;
-    ASSERT_EQ(waitpid(pid, &status, 0), pid);
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
-    EXPECT_TRUE(IsDir(scratch.path() + "/rel/deep"));
 }
 
 }  // namespace
