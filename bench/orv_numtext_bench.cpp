@@ -8,12 +8,11 @@
 
 #include "orv_bench.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <charconv>
-#include <cinttypes>
 #include <cstdlib>
-#include <cstring>
 #include <vector>
 
 #include "orvsys/orv_numtext.h"
@@ -35,12 +34,12 @@ const DecimalSet &decimal_set()
         orv_bench::SplitMix64 rng(0x6F72766E756D7478ull);
         s.values = {INT32_MIN, INT32_MAX, 0};
         while (s.values.size() < kTextCount) {
-            const unsigned digits = 1 + rng.below(10u);
-            std::int64_t low = digits == 1 ? 0 : 1;
-            for (unsigned i = 1; i < digits; ++i)
+            std::int64_t low = 1; // 10^digits, then 10^(digits - 1)
+            for (unsigned i = 0, digits = 1 + rng.below(10u); i < digits; ++i)
                 low *= 10;
-            const std::int64_t high = digits == 10 ? INT32_MAX : (digits == 1 ? 9 : low * 10 - 1);
-            const std::int64_t magnitude = low + rng.below(high - low + 1);
+            const std::int64_t high = std::min<std::int64_t>(low, std::int64_t{INT32_MAX} + 1);
+            low /= 10;
+            const std::int64_t magnitude = low + rng.below(high - low);
             s.values.push_back(static_cast<std::int32_t>(rng.below(2) ? -magnitude : magnitude));
         }
         for (std::int32_t v : s.values)
