@@ -7,7 +7,6 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <string>
 
 namespace orv_bench {
@@ -33,31 +32,6 @@ bool compare(const Comparison &c);
 // The scratch installation root every benchmark shares, removed at the end;
 // the library takes it as its root (<root>/ini/orv.ini, <root>/run/log).
 const std::string &root();
-
-inline bool write_file(const std::string &path, const std::string &text)
-{
-    FILE *fp = std::fopen(path.c_str(), "wb");
-    if (fp == nullptr)
-        return false;
-    const bool written = std::fwrite(text.data(), 1, text.size(), fp) == text.size();
-    return std::fclose(fp) == 0 && written;
-}
-
-// False when the file cannot be opened or read.
-inline bool read_file(const std::string &path, std::string *text)
-{
-    FILE *fp = std::fopen(path.c_str(), "rb");
-    if (fp == nullptr)
-        return false;
-    text->clear();
-    char block[4096];
-    std::size_t n;
-    while ((n = std::fread(block, 1, sizeof block, fp)) > 0)
-        text->append(block, n);
-    const bool ok = std::ferror(fp) == 0;
-    std::fclose(fp);
-    return ok;
-}
 
 // A small deterministic generator, so that inputs are the same on every run.
 class SplitMix64 {

@@ -10,6 +10,7 @@
 
 #include "orv_bench.h"
 
+#include <fstream>
 #include <iterator>
 
 #include "orvsys/orv_ini.h"
@@ -67,7 +68,7 @@ const IniFile &ini_file()
         for (char c : text)
             f.lines += c == '\n';
         f.path = orv_bench::root() + "/run/lookup.ini";
-        if (!orv_bench::write_file(f.path, text))
+        if (!(std::ofstream(f.path, std::ios::binary) << text))
             f.path.clear();
         return f;
     }();

@@ -13,6 +13,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <fstream>
+#include <iterator>
 #include <vector>
 
 #include "orvsys/orv_log.h"
@@ -84,9 +86,9 @@ std::string log_and_check_one()
     char stamp[80];
     std::snprintf(stamp, sizeof stamp, "%04d-%02d-%02d %02d:%02d:%02d.%03d", t.year, t.month,
                   t.day, t.hour, t.minute, t.second, t.millisecond);
-    std::string console;
-    if (!orv_bench::read_file(path, &console) ||
-        console != std::string("\033[37;40;1m[") + stamp + "]" + message + "\033[0m\r\n")
+    std::ifstream in(path, std::ios::binary);
+    const std::string console{std::istreambuf_iterator<char>(in), {}};
+    if (console != std::string("\033[37;40;1m[") + stamp + "]" + message + "\033[0m\r\n")
         return "wrong console line: \"" + console + "\"";
     return {};
 }
