@@ -20,39 +20,30 @@ constexpr double kInf = std::numeric_limits<double>::infinity();
 TEST(Numtext, AllIsspace) {
     struct Row { const char *text; int result; };
     const Row rows[] = {{"", 1}, {" \t\n\v\f\r", 1}, {" x", 0}, {"x ", 0}, {nullptr, 0}, {"\xA1\xA1", 0}};
-    for (const Row &row : rows) {
-        EXPECT_EQ(orv_all_isspace(row.text), row.result) << (row.text ? row.text : "(null)");
-    }
+    for (const Row &row : rows) EXPECT_EQ(orv_all_isspace(row.text), row.result) << (row.text ? row.text : "(null)");
 }
 
-// One reader called with out at a sentinel pattern: its result, and whether
-// out then equals `want` in the reader's own type (NaN matches NaN).
-struct Reading { int result; bool matches; std::string out; };
-
+// A reader into its own type, out first at a sentinel pattern, widened to
+// a double for the comparison.
 template <class T, int (*Read)(const char *, T *)>
-Reading read_with(const char *text, double want) {
-    T out;
-    std::memset(&out, 0xA5, sizeof out);
-    const int result = Read(text, &out);
-    const T expected = static_cast<T>(want);
-    bool matches = out == expected;
-    if constexpr (std::is_floating_point_v<T>) matches = matches || (std::isnan(out) && std::isnan(expected));
-    return {result, matches, ::testing::PrintToString(+out)};
+int read_as_double(const char *text, double *out) {
+    T value;
+    std::memset(&value, 0xA5, sizeof value);
+    const int result = Read(text, &value);
+    *out = static_cast<double>(value);
+    return result;
 }
 
-struct Reader { const char *name; Reading (*read)(const char *, double); };
-constexpr Reader kLong{"long", read_with<int32_t, orv_ascii_to_long>};
-constexpr Reader kUlong{"ulong", read_with<uint32_t, orv_ascii_to_ulong>};
-constexpr Reader kInt{"int", read_with<int32_t, orv_ascii_to_int>};
-constexpr Reader kInt32{"int32", read_with<int32_t, orv_ascii_to_int32>};
-constexpr Reader kUint{"uint", read_with<uint32_t, orv_ascii_to_uint>};
-constexpr Reader kUint32{"uint32", read_with<uint32_t, orv_ascii_to_uint32>};
-constexpr Reader kInt16{"int16", read_with<int16_t, orv_ascii_to_int16>};
-constexpr Reader kUint16{"uint16", read_with<uint16_t, orv_ascii_to_uint16>};
-constexpr Reader kInt8{"int8", read_with<int8_t, orv_ascii_to_int8>};
-constexpr Reader kUint8{"uint8", read_with<uint8_t, orv_ascii_to_uint8>};
-constexpr Reader kFloat{"float", read_with<float, orv_ascii_to_float>};
-constexpr Reader kDouble{"double", read_with<double, orv_ascii_to_double>};
+struct Reader { const char *name; int (*read)(const char *, double *); };
+constexpr Reader kLong{"long", read_as_double<int32_t, orv_ascii_to_long>}, kInt{"int", read_as_double<int32_t, orv_ascii_to_int>};
+constexpr Reader kUlong{"ulong", read_as_double<uint32_t, orv_ascii_to_ulong>};
+constexpr Reader kInt32{"int32", read_as_double<int32_t, orv_ascii_to_int32>}, kUint{"uint", read_as_double<uint32_t, orv_ascii_to_uint>};
+constexpr Reader kUint32{"uint32", read_as_double<uint32_t, orv_ascii_to_uint32>};
+constexpr Reader kInt16{"int16", read_as_double<int16_t, orv_ascii_to_int16>};
+constexpr Reader kUint16{"uint16", read_as_double<uint16_t, orv_ascii_to_uint16>};
+constexpr Reader kInt8{"int8", read_as_double<int8_t, orv_ascii_to_int8>}, kUint8{"uint8", read_as_double<uint8_t, orv_ascii_to_uint8>};
+constexpr Reader kFloat{"float", read_as_double<float, orv_ascii_to_float>};
+constexpr Reader kDouble{"double", read_as_double<double, orv_ascii_to_double>};
 
 // The scan itself is held to the C library below; these rows are each
 // member's own range and what it leaves in out after a failure.
@@ -77,16 +68,16 @@ TEST(Numtext, ReadersKeepTheirRangeAndOutOnFailure) {
         {kDouble, "1e999", 0, kInf}, {kDouble, "1e-400", 0, 0},
     };
     for (const Row &row : rows) {
-        const Reading got = row.reader.read(row.text, row.out);
-        EXPECT_EQ(got.result, row.result) << row.reader.name << " of '" << row.text << "'";
-        EXPECT_TRUE(got.matches) << row.reader.name << " of '" << row.text << "' left " << got.out;
+        double out = 0;
+        EXPECT_EQ(row.reader.read(row.text, &out), row.result) << row.reader.name << " of '" << row.text << "'";
+        EXPECT_TRUE(out == row.out || (std::isnan(out) && std::isnan(row.out))) << row.reader.name << " left " << out;
     }
     for (const Reader &reader : {kLong, kUlong, kInt, kInt32, kUint, kUint32, kInt16, kUint16, kInt8,
                                  kUint8, kFloat, kDouble}) {
         for (const char *text : {"", "   ", "abc", "-", "+", "\xA1\xA1" "1"}) {
-            const Reading got = reader.read(text, 0);
-            EXPECT_EQ(got.result, 0) << reader.name << " of '" << text << "'";
-            EXPECT_TRUE(got.matches) << reader.name << " of '" << text << "' left " << got.out;
+            double out = -1;
+            EXPECT_EQ(reader.read(text, &out), 0) << reader.name << " of '" << text << "'";
+            EXPECT_EQ(out, 0) << reader.name << " of '" << text << "'";
         }
     }
 }
@@ -94,33 +85,31 @@ TEST(Numtext, ReadersKeepTheirRangeAndOutOnFailure) {
 // The integer readers scan decimal text themselves with strtol's and
 // strtoul's rules at 32 bits: the wide C conversion clamped to 32 bits is
 // the oracle for result, out and errno, which each call must first clear.
+template <class T, class Wide>
+void ExpectLikeTheCLibrary(const char *text, Wide (*c_read)(const char *, char **, int), int (*read)(const char *, T *)) {
+    char *end = nullptr;
+    errno = 0;
+    const Wide wide = c_read(text, &end, 10);
+    const bool over = wide > std::numeric_limits<T>::max() || wide < std::numeric_limits<T>::min();
+    const int want_errno = over ? ERANGE : errno;
+    T out = 99;
+    errno = ERANGE;
+    EXPECT_EQ(read(text, &out), int{end != text && want_errno == 0 && orv_all_isspace(end)}) << text;
+    EXPECT_EQ(out, static_cast<T>(std::clamp<Wide>(wide, std::numeric_limits<T>::min(), std::numeric_limits<T>::max())))
+        << text;
+    EXPECT_EQ(errno, want_errno) << text;
+}
+
 TEST(Numtext, LongAndUlongAgreeWithTheCLibrary) {
     for (const char *text : {"0", "+7", "-7", "\t\n\v\f\r 42", "42  \n", "0042", "-0", "2147483647",
                              "2147483648", "-2147483648", "-2147483649", "4294967295", "4294967296",
                              "99999999999999999999999", "-99999999999999999999999",
                              "00000000000000000002147483647", "", " ", "+", "-", "+-1", "-+1", "- 1",
                              "1 2", "12abc", "0x10", "1e3", "1.5", "\xa0" "5", "9\xff"}) {
-        SCOPED_TRACE(std::string("text '") + text + "'");
-        char *end = nullptr;
-        errno = 0;
-        long long wide = std::strtoll(text, &end, 10);
-        int want_errno = wide > INT32_MAX || wide < INT32_MIN ? ERANGE : errno;
-        wide = std::clamp<long long>(wide, INT32_MIN, INT32_MAX);
-        int32_t out = 99;
-        errno = ERANGE;
-        EXPECT_EQ(orv_ascii_to_long(text, &out), int{end != text && want_errno == 0 && orv_all_isspace(end)});
-        EXPECT_EQ(out, wide);
-        EXPECT_EQ(errno, want_errno);
-        if (std::strchr(text, '-') != nullptr) continue;
-        errno = 0;
-        unsigned long long uwide = std::strtoull(text, &end, 10);
-        want_errno = uwide > UINT32_MAX ? ERANGE : errno;
-        uwide = std::min<unsigned long long>(uwide, UINT32_MAX);
-        uint32_t uout = 99;
-        errno = ERANGE;
-        EXPECT_EQ(orv_ascii_to_ulong(text, &uout), int{end != text && want_errno == 0 && orv_all_isspace(end)});
-        EXPECT_EQ(uout, uwide);
-        EXPECT_EQ(errno, want_errno);
+        ExpectLikeTheCLibrary<int32_t, long long>(text, std::strtoll, orv_ascii_to_long);
+        if (std::strchr(text, '-') == nullptr) {
+            ExpectLikeTheCLibrary<uint32_t, unsigned long long>(text, std::strtoull, orv_ascii_to_ulong);
+        }
     }
 }
 
@@ -154,8 +143,8 @@ TEST(Numtext, WriteDecimalReadsTheRadixSign) {
     const Row rows[] = {{2147483648u, -10, "-2147483648"}, {4294967295u, -2, "-1"}, {0, -10, "0"},
                         {4294967295u, 1, "4294967295"},     {255, 16, "255"}};
     for (const Row &row : rows) {
-        orv_test::Sentinel<24> buf;
-        EXPECT_EQ(orv_write_decimal(row.value, buf, row.radix), buf.bytes + std::strlen(row.want)) << row.want;
+        char buf[24];
+        EXPECT_EQ(orv_write_decimal(row.value, buf, row.radix), buf + std::strlen(row.want)) << row.want;
         EXPECT_STREQ(buf, row.want) << row.value << " radix " << row.radix;
     }
 }
