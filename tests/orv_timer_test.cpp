@@ -53,7 +53,13 @@ bool TasksBackTo(int tasks) {
     return wait_for([tasks] { return TaskCount() == tasks; }, 2000);
 }
 
-int ListCount() { return orv_list_count(&g_timer_ctrl->timers); }
+// The list under the service lock, since workers may change it.
+int ListCount() {
+    pthread_mutex_lock(&g_timer_ctrl->lock);
+    const int count = orv_list_count(&g_timer_ctrl->timers);
+    pthread_mutex_unlock(&g_timer_ctrl->lock);
+    return count;
+}
 
 void *Count(void *arg) {
     static_cast<std::atomic<int> *>(arg)->fetch_add(1);
@@ -274,7 +280,7 @@ TEST(Timer, TeardownEndsEveryWorkerWhileTicksRun) {
 // Two timers whose callbacks meet, then each frees the other's timer,
 // which is running on the other worker: neither may wait for the other.
 struct Pair {
-    orv_timer_t *timer[2] = {nullptr, nullptr};
+    std::atomic<orv_timer_t *> timer[2] = {nullptr, nullptr};  // set while ticks may run
     std::atomic<int> arrived{0}, freed{0};
 };
 
@@ -314,11 +320,12 @@ TEST(TimerFree, CallbackFreesItsOwnTimer) {
         InChild([workers] {
             ASSERT_EQ(orv_timer_init(kSigNo, workers), 1);
             struct Own {
-                orv_timer_t *timer = nullptr;
+                std::atomic<orv_timer_t *> timer{nullptr};
                 std::atomic<int> calls{0};
             } own;
-            own.timer = orv_timer_create(100, 5, [](void *arg) -> void * {
+            own.timer = orv_timer_create(1, 5, [](void *arg) -> void * {
                 auto *o = static_cast<Own *>(arg);
+                if (o->timer == nullptr) return nullptr;
                 ++o->calls;
                 orv_timer_free(o->timer);
                 return nullptr;
@@ -366,6 +373,10 @@ TEST(TimerFree, ChurnFromSeveralThreadsWhileTicksRun) {
     InChild([] {
         ASSERT_EQ(orv_timer_init(kSigNo, 4), 1);
         std::atomic<int> calls{0};
+        // Idle timers, so the churn moves records around a fuller live set;
+        // each must still be found when freed (else it stays listed).
+        std::vector<orv_timer_t *> idle;
+        for (int i = 0; i < 100; ++i) idle.push_back(orv_timer_create(60000, 60000, Count, &calls));
         std::vector<std::thread> threads;
         for (int t = 0; t < 3; ++t) {
             threads.emplace_back([&calls] {
@@ -378,6 +389,9 @@ TEST(TimerFree, ChurnFromSeveralThreadsWhileTicksRun) {
             });
         }
         for (std::thread &thread : threads) thread.join();
+        EXPECT_EQ(ListCount(), 100);
+        for (size_t i = 0; i < idle.size(); i += 2) orv_timer_free(idle[i]);
+        for (size_t i = 1; i < idle.size(); i += 2) orv_timer_free(idle[i]);
         EXPECT_EQ(ListCount(), 0);
         orv_timer_uninit();
     });
