@@ -43,7 +43,7 @@ std::string messages(const std::string &path) {
     for (size_t at = 0, end; (end = text.find("\r\n", at)) != std::string::npos; at = end + 2) {
         const std::string line = text.substr(at, end - at);
         const size_t head = line.find(")]");
-        out += (out.empty() ? "" : " ") + (head == std::string::npos ? line : line.substr(head + 2));
+        out += (out.empty() ? "" : " ") + line.substr(head == std::string::npos ? 0 : head + 2);
     }
     return out;
 }
@@ -53,9 +53,7 @@ template <class Body>
 std::string console_of(const std::string &path, Body body) {
     std::fflush(stdout);
     const int saved = dup(STDOUT_FILENO);
-    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    dup2(fd, STDOUT_FILENO);
-    close(fd);
+    dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), STDOUT_FILENO);
     body();
     std::fflush(stdout);
     dup2(saved, STDOUT_FILENO);
@@ -66,16 +64,9 @@ std::string console_of(const std::string &path, Body body) {
 // Runs body(tree) in a forked child rooted at a fresh tree with run/log and
 // these settings (null: no file), after orv_log_init("t").
 template <class Body>
-void in_log_child(const char *ini, Body body, const char *old1 = "", const char *old2 = "") {
+void in_log_child(const char *ini, Body body) {
     Tree tree;
     ASSERT_TRUE(tree.ready() && tree.mkdirs("run/log") && (ini == nullptr || tree.write_ini(ini)));
-    const char *const old[] = {old1, old2};
-    for (int i = 0; i < 2; ++i) {
-        const std::string name = "run/log/t_" + std::to_string(i + 1) + ".txt";
-        if (*old[i] != '\0') {
-            ASSERT_TRUE(orv_test::write_file(tree / name, old[i] + std::string("\r\n")));
-        }
-    }
     const auto child = orv_test::run_in_child([&] {
         tree.use();
         ASSERT_EQ(orv_log_init("t"), 1);
@@ -84,89 +75,71 @@ void in_log_child(const char *ini, Body body, const char *old1 = "", const char 
     EXPECT_TRUE(child.ok()) << child;
 }
 
+// Each entry lands in the ring, on the console and in the file it belongs
+// to, its message formatted, cut at 127 characters, empty for no format.
 TEST(LogOutput, ExactBytesByLevelExtAndFlag) {
     void (*const plain[])(const char *, ...) = {orv_log_debug, orv_log_info, orv_log_warn,
                                                 orv_log_error};
     void (*const with_ext[])(int32_t, const char *, ...) = {orv_log_debug2, orv_log_info2,
                                                             orv_log_warn2, orv_log_error2};
+    const std::string b127(127, 'b'), b128(128, 'b');
     struct Row {
-        int level;
-        int ext;
+        int level, ext;
         char call;  // 'p' plain, 'x' with ext, 'w'/'u' the write path with save 1/0
         char file;  // 'n' numbered, 'e' ext, '-' none
+        const char *format, *message;
     };
     // Debug and errors are saved, info and warnings not; ext above 0 always.
     const Row rows[] = {
-        {0, -1, 'p', 'n'}, {1, -1, 'p', '-'}, {2, -1, 'p', '-'}, {3, -1, 'p', 'n'},
-        {2, 1, 'x', 'e'},  {2, 0, 'x', '-'},  {2, -5, 'x', '-'}, {1, 2, 'x', 'e'},
-        {0, 1, 'x', 'e'},  {3, 0, 'x', 'n'},  {3, 3, 'x', 'e'},
-        {7, -1, 'w', 'n'}, {-1, -1, 'u', '-'},  // no entry point has these: shown as info
+        {0, -1, 'p', 'n', "%d-%s", "42-x"},   {1, -1, 'p', '-', b127.c_str(), b127.c_str()},
+        {2, -1, 'p', '-', nullptr, ""},       {3, -1, 'p', 'n', b128.c_str(), b127.c_str()},
+        {2, 1, 'x', 'e', "100%% %d", "100% 42"}, {2, 0, 'x', '-', "m", "m"},
+        {2, -5, 'x', '-', "m", "m"},          {1, 2, 'x', 'e', "m", "m"},
+        {0, 1, 'x', 'e', "m", "m"},           {3, 0, 'x', 'n', "m", "m"},
+        {3, 3, 'x', 'e', "m", "m"},           {7, -1, 'w', 'n', "", "m"},  // no entry point
+        {-1, -1, 'u', '-', "", "m"},                                        // has these levels
     };
     in_log_child("[LOG]\nSaveSysDebug=1\nSaveSysWarn=0\n", [&](const Tree &tree) {
-        orv_datetime_t before, after;
-        orv_get_datetime(&before);
+        orv_log_entry_t raw{0, -1, {}, "m"}, before, after;
+        orv_get_datetime(&before.time);
         const std::string console = console_of(tree / "console", [&] {
-            for (size_t i = 0; i < std::size(rows); ++i) {
-                const Row &r = rows[i];
-                if (r.call == 'p') plain[r.level]("m%zu", i);
-                if (r.call == 'x') with_ext[r.level](r.ext, "m%zu", i);
-                if (r.call != 'p' && r.call != 'x') {
-                    orv_log_entry_t e{r.level, r.ext, {}, {}};
-                    orv_get_datetime(&e.time);
-                    std::snprintf(e.message, sizeof e.message, "m%zu", i);
-                    EXPECT_EQ(orv_log_write(&e, r.call == 'w'), 1);
-                }
+            for (const Row &r : rows) {
+                if (r.call == 'p') plain[r.level](r.format, 42, "x");
+                if (r.call == 'x') with_ext[r.level](r.ext, r.format, 42, "x");
+                raw.level = r.level;
+                orv_get_datetime(&raw.time);
+                EXPECT_TRUE(r.call == 'p' || r.call == 'x' || orv_log_write(&raw, r.call == 'w'));
             }
         });
-        orv_get_datetime(&after);
+        orv_get_datetime(&after.time);
         std::string want_console, want[3];  // numbered, ext, none
         int32_t cursor = 0;
-        for (size_t i = 0; i < std::size(rows); ++i) {
-            SCOPED_TRACE("row " + std::to_string(i));
+        for (const Row &r : rows) {
             const orv_log_entry_t *e = orv_log_get(&cursor);
             ASSERT_NE(e, nullptr);
-            EXPECT_EQ(e->level, rows[i].level);
-            EXPECT_EQ(e->ext, rows[i].ext);
-            EXPECT_EQ(e->message, "m" + std::to_string(i));
-            EXPECT_TRUE(stamp(before) <= stamp(e->time) && stamp(e->time) <= stamp(after));
+            EXPECT_TRUE(e->level == r.level && e->ext == r.ext && !strcmp(e->message, r.message))
+                << "level " << r.level << ", ext " << r.ext << ": " << e->message;
+            const std::string time = stamp(e->time);
+            EXPECT_TRUE(stamp(before.time) <= time && time <= stamp(after.time)) << time;
             want_console += std::string("\033[") + kColour[style(e->level)] + "[" +
                             stamp(e->time) + "]" + e->message + "\033[0m\r\n";
-            want[rows[i].file == 'n' ? 0 : rows[i].file == 'e' ? 1 : 2] += file_line(*e);
-        }
-        EXPECT_EQ(console, want_console);
-        EXPECT_EQ(read_file(tree / "run/log/t_1.txt"), want[0]);
-        EXPECT_EQ(read_file(tree / "run/log/t_ext_1.txt"), want[1]);
-        EXPECT_FALSE(orv_test::exists(tree / "run/log/t_2.txt"));
-        EXPECT_FALSE(orv_test::exists(tree / "run/log/t_ext_2.txt"));
-    });
-}
-
-TEST(LogMessage, CutAt127AndNullFormat) {
-    in_log_child("", [](const Tree &) {
-        const std::string a(127, 'a'), b(128, 'b');
-        const char *volatile no_format = nullptr;
-        orv_log_info("%s", a.c_str());
-        orv_log_info("%s", b.c_str());
-        orv_log_info(no_format);
-        orv_log_info("%d-%s", 42, "x");
-        orv_log_info("%s", "100% %d %s");
-        int32_t cursor = 0;
-        for (const std::string &m : {a, b.substr(0, 127), std::string(), std::string("42-x"),
-                                    std::string("100% %d %s")}) {
-            const orv_log_entry_t *e = orv_log_get(&cursor);
-            ASSERT_NE(e, nullptr);
-            EXPECT_EQ(e->message, m);
+            want[r.file == 'n' ? 0 : r.file == 'e' ? 1 : 2] += file_line(*e);
         }
         EXPECT_EQ(orv_log_get(&cursor), nullptr);
         EXPECT_EQ(orv_log_get(nullptr), nullptr);
+        EXPECT_EQ(console, want_console);
+        EXPECT_EQ(read_file(tree / "run/log/t_1.txt"), want[0]);
+        EXPECT_EQ(read_file(tree / "run/log/t_ext_1.txt"), want[1]);
+        EXPECT_FALSE(orv_test::exists(tree / "run/log/t_2.txt") ||
+                     orv_test::exists(tree / "run/log/t_ext_2.txt"));
     });
 }
 
 TEST(LogRing, CursorsCountAndWrap) {
     in_log_child("", [](const Tree &) {
         for (int i = 0; i < 5; ++i) orv_log_info("w%d", i);
-        const int32_t rows[][2] = {{250, 11}, {5, 0},  {3, 2},  {6, 255},       {0, 5},
-                                   {4, 1},    {255, 6}, {256, 0}, {-1, 0}, {INT32_MIN, 0}};
+        const int32_t rows[][2] = {{250, 11}, {5, 0},  {3, 2},  {6, 255}, {0, 5},
+                                   {255, 6},  {256, 0}, {-1, 0}, {INT32_MIN, 0}};
         for (const auto &[cursor, count] : rows) {
             EXPECT_EQ(orv_log_count(cursor), count) << "cursor " << cursor << ", write slot 5";
             EXPECT_EQ(orv_log_has(cursor), count > 0 ? 1 : 0) << "cursor " << cursor;
@@ -184,8 +157,7 @@ TEST(LogRing, CursorsCountAndWrap) {
         cursor = 255;
         for (const char *m : {"w255", "w256"}) {
             const orv_log_entry_t *e = orv_log_get(&cursor);
-            ASSERT_NE(e, nullptr);
-            EXPECT_STREQ(e->message, m);
+            EXPECT_TRUE(e != nullptr && std::string(e->message) == m) << m;
         }
         EXPECT_EQ(orv_log_get(&cursor), nullptr);
         EXPECT_EQ(cursor, 1);
@@ -195,7 +167,24 @@ TEST(LogRing, CursorsCountAndWrap) {
     });
 }
 
-TEST(LogInit, LifecycleAndSettingsReadOnce) {
+// Before the start every call does nothing; a second start keeps the first
+// name; each start reads the settings, a running log never again.
+TEST(LogInit, LifecycleAndSettings) {
+    struct Row {
+        const char *ini;       // null: no settings file
+        const char *expected;  // lang,error,warn,debug,info,count,size
+    };
+    const Row rows[] = {
+        {"[LOG]\nLang=-3\nSaveSysError=F\nSaveSysWarn=false\n", "1,0,0,0,0,2,2097152"},
+        {nullptr, "0,1,1,0,0,2,2097152"},
+        {"[LOG]\nLang=2\nSaveSysError=N\nSaveSysWarn=0\nSaveSysDebug=Y\nSaveSysInfo=1\n"
+         "MaxFileCount=7\nMaxFileSize=0x10\n", "1,0,0,1,1,7,16777216"},
+        {"[LOG]\nMaxFileCount=0\nMaxFileSize=0\n", "0,1,1,0,0,0,0"},
+        {"[LOG]\nMaxFileCount=-4\nMaxFileSize=1\n", "0,1,1,0,0,-4,1048576"},
+        {"[LOG]\nMaxFileSize=2047\n", "0,1,1,0,0,2,2146435072"},  // 2048 and above overflow
+        {"[LOG]\nMaxFileSize=2048\n", "0,1,1,0,0,2,2097152"},
+        {"[LOG]\nMaxFileSize=-1\n", "0,1,1,0,0,2,2097152"},
+    };
     Tree tree;  // without run/log: saved entries go nowhere and make nothing
     ASSERT_TRUE(tree.ready());
     const auto child = orv_test::run_in_child([&] {
@@ -203,32 +192,36 @@ TEST(LogInit, LifecycleAndSettingsReadOnce) {
         orv_log_error("before");
         orv_log_warn2(1, "before");
         orv_log_entry_t entry{};
-        EXPECT_EQ(orv_log_write(&entry, 1), 0);
         int32_t cursor = 77;
-        EXPECT_EQ(orv_log_get(&cursor), nullptr);
+        EXPECT_TRUE(orv_log_write(&entry, 1) == 0 && orv_log_get(&cursor) == nullptr);
         orv_log_sync(&cursor);
         EXPECT_EQ(cursor, 77);
-        EXPECT_EQ(orv_log_has(0) + orv_log_count(0) + orv_log_lang(), 0);
-        EXPECT_EQ(orv_log_init(nullptr), 0);
-        EXPECT_EQ(g_orv_log_ctrl, nullptr);
-        ASSERT_EQ(orv_log_init("first"), 1);
+        EXPECT_EQ(orv_log_has(0) + orv_log_count(0) + orv_log_lang() + orv_log_init(nullptr), 0);
+        ASSERT_TRUE(g_orv_log_ctrl == nullptr && orv_log_init("first") == 1);
         const orv_log_ctrl_t *first = g_orv_log_ctrl;
         EXPECT_EQ(orv_log_count(0), 0);
-        EXPECT_EQ(orv_log_init("second"), 1);
-        EXPECT_EQ(orv_log_init(nullptr), 1);
-        EXPECT_EQ(g_orv_log_ctrl, first);
-        EXPECT_STREQ(g_orv_log_ctrl->name, "first");
-        ASSERT_TRUE(tree.write_ini("[LOG]\nLang=1\n"));
+        EXPECT_TRUE(orv_log_init("second") == 1 && orv_log_init(nullptr) == 1);
+        EXPECT_TRUE(g_orv_log_ctrl == first && std::string(first->name) == "first");
         orv_log_error("kept");
         orv_log_warn2(1, "kept");
-        EXPECT_EQ(orv_log_lang(), 0) << "a running log read the settings again";
-        orv_log_uninit();
-        EXPECT_EQ(g_orv_log_ctrl, nullptr);
-        EXPECT_EQ(orv_log_lang(), 0);
-        orv_log_info("dropped");
-        ASSERT_EQ(orv_log_init("again"), 1);
-        EXPECT_EQ(orv_log_lang(), 1) << "a new start did not read the settings";
-        EXPECT_EQ(orv_log_count(0), 0);
+        char lang = '0';  // of the running log
+        for (const Row &row : rows) {
+            ASSERT_TRUE(row.ini ? tree.write_ini(row.ini) : std::remove(tree.ini().c_str()) == 0);
+            EXPECT_EQ(orv_log_lang(), lang - '0') << "read again while running";
+            lang = row.expected[0];
+            orv_log_uninit();
+            EXPECT_TRUE(g_orv_log_ctrl == nullptr && orv_log_lang() == 0);
+            orv_log_info("dropped");
+            ASSERT_EQ(orv_log_init("t"), 1);
+            const orv_log_ctrl_t &c = *g_orv_log_ctrl;
+            char text[96];
+            std::snprintf(text, sizeof text, "%d,%u,%u,%u,%u,%d,%lld", c.lang, c.save_error,
+                          c.save_warn, c.save_debug, c.save_info, c.max_file_count,
+                          static_cast<long long>(c.max_file_size));
+            EXPECT_STREQ(text, row.expected) << (row.ini ? row.ini : "(no file)");
+            EXPECT_TRUE(orv_log_lang() == c.lang && c.capacity == 256 && c.file_index == 1 &&
+                        orv_log_count(0) == 0);
+        }
     });
     EXPECT_TRUE(child.ok()) << child;
     EXPECT_EQ(child.output.find("before"), std::string::npos);
@@ -237,149 +230,83 @@ TEST(LogInit, LifecycleAndSettingsReadOnce) {
     EXPECT_FALSE(orv_test::exists(tree / "run"));
 }
 
-TEST(LogSettings, ValuesAndDefaults) {
-    struct Row {
-        const char *ini;       // null: no settings file
-        const char *expected;  // lang,error,warn,debug,info,count,size
-    };
-    const Row rows[] = {
-        {nullptr, "0,1,1,0,0,2,2097152"},
-        {"[OTHER]\nLang=1\nSaveSysInfo=1\nMaxFileCount=9\n[LOG]\n", "0,1,1,0,0,2,2097152"},
-        {"[LOG]\nLang=2\nSaveSysError=N\nSaveSysWarn=0\nSaveSysDebug=Y\nSaveSysInfo=1\n"
-         "MaxFileCount=7\nMaxFileSize=0x10\n",
-         "1,0,0,1,1,7,16777216"},
-        {"[LOG]\nLang=-3\nSaveSysError=F\nSaveSysWarn=false\n", "1,0,0,0,0,2,2097152"},
-        {"[LOG]\nMaxFileCount=0\nMaxFileSize=0\n", "0,1,1,0,0,0,0"},
-        {"[LOG]\nMaxFileCount=-4\nMaxFileSize=1\n", "0,1,1,0,0,-4,1048576"},
-        {"[LOG]\nMaxFileSize=2047\n", "0,1,1,0,0,2,2146435072"},
-        {"[LOG]\nMaxFileSize=2048\n", "0,1,1,0,0,2,2097152"},
-        {"[LOG]\nMaxFileSize=-1\n", "0,1,1,0,0,2,2097152"},
-    };
-    for (const Row &row : rows) {
-        SCOPED_TRACE(row.ini != nullptr ? row.ini : "(no file)");
-        in_log_child(row.ini, [&](const Tree &) {
-            const orv_log_ctrl_t &c = *g_orv_log_ctrl;
-            char text[96];
-            std::snprintf(text, sizeof text, "%d,%u,%u,%u,%u,%d,%lld", c.lang, c.save_error,
-                          c.save_warn, c.save_debug, c.save_info, c.max_file_count,
-                          static_cast<long long>(c.max_file_size));
-            EXPECT_STREQ(text, row.expected);
-            EXPECT_EQ(orv_log_lang(), c.lang);
-            EXPECT_EQ(c.capacity, ORV_LOG_CAPACITY);
-            EXPECT_EQ(c.file_index, 1);
-        });
-    }
-}
-
-// Each line "[<23-character time>(inf)]rNN\r\n" is 35 bytes. The limit is
-// checked before a write, so a file may pass it by a line; at it, it is full.
+// The numbered files rotate through MaxFileCount names; ext entries take
+// the first ext file below the limit, else empty the older (by whole-second
+// modification time, the first at a tie). A line "[<time>(inf)]rNN\r\n" is
+// 35 bytes; the limit is checked before a write, and a file at it is full.
 TEST(LogFile, RotationTable) {
+    const time_t t = 1700000000;
+    const char *const F = "old full\r\n";  // 10 bytes: full at a limit of 10
     struct Row {
+        bool ext;
         int max_count, limit, entries;
-        const char *old1, *old2;  // lines already there at the start
+        const char *old[2];  // already there at the start
+        timespec mtime[2];   // {0, 0}: as written
         std::vector<std::string> files;
         int index;
     };
     const Row rows[] = {
-        {2, 100, 6, "", "", {"r00 r01 r02", "r03 r04 r05"}, 2},
-        {2, 100, 8, "", "", {"r06 r07", "r03 r04 r05"}, 1},  // file 1 emptied
-        {2, 100, 10, "", "", {"r06 r07 r08", "r09"}, 2},
-        {3, 0, 5, "", "", {"r02", "r03", "r04"}, 3},  // every entry moves on and empties
-        {0, 100, 7, "", "", {"r06"}, 1},              // with 0 or 1 files the number stays
-        {1, 100, 6, "", "", {"r03 r04 r05"}, 1},
-        {2, 36, 3, "", "", {"r00 r01", "r02"}, 2},
-        {2, 35, 3, "", "", {"r02", "r01"}, 1},
-        {2, 10, 1, "old and full", "old", {"old and full", "old r00"}, 2},  // a restart
+        {false, 2, 100, 6, {"", ""}, {}, {"r00 r01 r02", "r03 r04 r05"}, 2},
+        {false, 2, 100, 8, {"", ""}, {}, {"r06 r07", "r03 r04 r05"}, 1},  // file 1 emptied
+        {false, 2, 100, 10, {"", ""}, {}, {"r06 r07 r08", "r09"}, 2},
+        {false, 3, 0, 5, {"", ""}, {}, {"r02", "r03", "r04"}, 3},  // each entry moves on
+        {false, 0, 100, 7, {"", ""}, {}, {"r06"}, 1},  // with 0 or 1 files the number stays
+        {false, 1, 100, 6, {"", ""}, {}, {"r03 r04 r05"}, 1},
+        {false, 2, 36, 3, {"", ""}, {}, {"r00 r01", "r02"}, 2},
+        {false, 2, 35, 3, {"", ""}, {}, {"r02", "r01"}, 1},
+        {false, 2, 10, 1, {F, "old\r\n"}, {}, {"old full", "old r00"}, 2},
+        {true, 2, 10, 3, {"", ""}, {}, {"r02", "r01"}, 1},  // full at a tie: the first emptied
+        {true, 2, 10, 1, {F, ""}, {}, {"old full", "r00"}, 1},
+        {true, 2, 10, 1, {F, "old\r\n"}, {}, {"old full", "old r00"}, 1},
+        {true, 2, 10, 1, {F, F}, {{t + 1, 0}, {t, 0}}, {"old full", "r00"}, 1},  // newer kept
+        {true, 2, 10, 1, {F, F}, {{t, 9000}, {t, 0}}, {"r00", "old full"}, 1},  // whole seconds
     };
     for (const Row &row : rows) {
-        SCOPED_TRACE("MaxFileCount " + std::to_string(row.max_count) + ", limit " +
-                     std::to_string(row.limit) + ", " + std::to_string(row.entries) + " entries");
-        const std::string ini = "[LOG]\nSaveSysInfo=1\nMaxFileCount=" + std::to_string(row.max_count);
+        SCOPED_TRACE("row " + std::to_string(&row - rows));
+        const std::string ini = "[LOG]\nSaveSysInfo=1\nMaxFileCount="
+                                + std::to_string(row.max_count);
         in_log_child(ini.c_str(), [&](const Tree &tree) {
+            const auto file = [&](size_t n) {
+                return tree / ("run/log/t_" + std::string(row.ext ? "ext_" : "") +
+                               std::to_string(n) + ".txt");
+            };
+            for (size_t n = 0; n < 2; ++n) {
+                const std::string old = file(n + 1);
+                const timespec times[2] = {row.mtime[n], row.mtime[n]};
+                EXPECT_TRUE(!*row.old[n] || (orv_test::write_file(old, row.old[n]) &&
+                            (!times[0].tv_sec || !utimensat(AT_FDCWD, old.c_str(), times, 0))));
+            }
             g_orv_log_ctrl->max_file_size = row.limit;
-            for (int i = 0; i < row.entries; ++i) orv_log_info("r%02d", i);
+            for (int i = 0; i < row.entries; ++i) orv_log_info2(row.ext ? 1 : -1, "r%02d", i);
             EXPECT_EQ(g_orv_log_ctrl->file_index, row.index);
             for (size_t n = 1; n <= row.files.size() + 1; ++n) {
-                const std::string name = "t_" + std::to_string(n) + ".txt";
-                EXPECT_EQ(messages(tree / ("run/log/" + name)),
-                          n <= row.files.size() ? row.files[n - 1] : "-") << name;
+                EXPECT_EQ(messages(file(n)), n <= row.files.size() ? row.files[n - 1] : "-") << n;
             }
-        }, row.old1, row.old2);
-    }
-}
-
-TEST(LogFile, ExtFileChoice) {
-    const std::string full = std::string(98, 'F') + "\r\n";  // 100 bytes: at the limit
-    const std::string below = std::string(97, 'b') + "\r\n";
-    const time_t t = 1700000000;
-    struct Row {
-        const char *what;
-        const std::string *old[2];  // null: no file
-        timespec mtime[2];          // {0, 0}: as written
-        const char *target;         // file that gets the line, "!" when emptied first
-    };
-    const Row rows[] = {
-        {"no files", {nullptr, nullptr}, {}, "1"},
-        {"first below", {&below, nullptr}, {}, "1"},
-        {"first full", {&full, nullptr}, {}, "2"},
-        {"first full, second below", {&full, &below}, {}, "2"},
-        {"both full, first newer", {&full, &full}, {{t + 10, 0}, {t, 0}}, "2!"},
-        {"both full, second newer", {&full, &full}, {{t, 0}, {t + 10, 0}}, "1!"},
-        {"both full, same time", {&full, &full}, {{t, 0}, {t, 0}}, "1!"},
-        {"both full, first later in the second", {&full, &full}, {{t, 900000000}, {t, 0}}, "1!"},
-    };
-    for (const Row &row : rows) {
-        SCOPED_TRACE(row.what);
-        in_log_child("", [&](const Tree &tree) {
-            const std::string names[] = {tree / "run/log/t_ext_1.txt", tree / "run/log/t_ext_2.txt"};
-            for (int i = 0; i < 2; ++i) {
-                if (row.old[i] == nullptr) continue;
-                ASSERT_TRUE(orv_test::write_file(names[i], *row.old[i]));
-                const timespec times[2] = {row.mtime[i], row.mtime[i]};
-                if (row.mtime[i].tv_sec != 0) {
-                    ASSERT_EQ(utimensat(AT_FDCWD, names[i].c_str(), times, 0), 0);
-                }
-            }
-            g_orv_log_ctrl->max_file_size = 100;
-            orv_log_warn2(1, "new");
-            const std::string line = file_line(g_orv_log_ctrl->entries[0]);
-            for (int i = 0; i < 2; ++i) {
-                const bool gets = row.target[0] == '1' + i, emptied = gets && row.target[1] == '!';
-                const std::string old = row.old[i] != nullptr && !emptied ? *row.old[i] : "";
-                EXPECT_EQ(read_file(names[i]), gets ? old + line : row.old[i] ? old : "<no file>")
-                    << names[i];
-            }
-            EXPECT_FALSE(orv_test::exists(tree / "run/log/t_1.txt"));
         });
     }
 }
 
-// "t<thread> n<seq>" from a writer, checked against each thread's next number.
-bool in_order(const std::string &message, std::vector<long> &next) {
-    int t = -1, used = 0;
-    long n = -1;
-    if (std::sscanf(message.c_str(), "t%d n%ld%n", &t, &n, &used) != 2 ||
-        used != static_cast<int>(message.size()) || t < 0 || t >= static_cast<int>(next.size()) ||
-        n != next[t]) {
-        return false;
-    }
-    ++next[t];
-    return true;
-}
-
 // A reader follows the ring with its own cursor while four threads write
 // and save to small rotating files. Writers hold back while the reader is
-// 128 entries behind, so it is never overtaken: it must see every entry,
-// whole and in each thread's order, and so must the files.
+// 128 entries behind, so it is never overtaken: it must see every entry
+// once, whole and in each thread's order, and so must the files.
 TEST(LogRing, ReaderFollowsFourWriters) {
     constexpr int kThreads = 4;
-    constexpr long kLimit = 8192;
+    constexpr size_t kLimit = 8192;
     const long per_thread = std::max(300L, static_cast<long>(3000 / orv_test::time_scale()));
-    setenv("TZ", ":/etc/localtime", 0);  // keeps tzset from rewriting the C library's zone name
+    // "t<thread>.<seq>", checked against each thread's next number.
+    const auto in_order = [](const std::string &message, std::vector<long> &next) {
+        int t = -1, used = 0;
+        long n = -1;
+        return std::sscanf(message.c_str(), "t%d.%ld%n", &t, &n, &used) == 2 &&
+               used == static_cast<int>(message.size()) && t >= 0 && t < kThreads &&
+               n == next[t]++;
+    };
     in_log_child("[LOG]\nSaveSysInfo=1\nMaxFileCount=1000\n", [&](const Tree &tree) {
+        setenv("TZ", ":/etc/localtime", 1);  // or every tzset rewrites the C library's zone name
         g_orv_log_ctrl->max_file_size = kLimit;
         std::atomic<long> issued{0}, consumed{0};
-        std::vector<long> next(kThreads, 0);
+        std::vector<long> next(kThreads, 0), next_in_files(kThreads, 0);
         int32_t cursor = 0;
         console_of("/dev/null", [&] {
             std::vector<std::thread> writers;
@@ -388,45 +315,38 @@ TEST(LogRing, ReaderFollowsFourWriters) {
                     for (long n = 0; n < per_thread; ++n) {
                         const long ticket = issued.fetch_add(1);
                         while (ticket - consumed.load() >= 128) std::this_thread::yield();
-                        orv_log_info("t%d n%ld", t, n);
+                        orv_log_info("t%d.%ld", t, n);
                     }
                 });
             }
-            for (long seen = 0; seen < kThreads * per_thread;) {
-                if (!orv_log_has(cursor)) {
-                    std::this_thread::yield();
-                    continue;
-                }
+            for (long seen = 0; seen < kThreads * per_thread; std::this_thread::yield()) {
+                if (!orv_log_has(cursor)) continue;
                 const int32_t waiting = orv_log_count(cursor);
-                EXPECT_TRUE(waiting >= 1 && waiting <= 128) << waiting;
                 const orv_log_entry_t entry = *orv_log_get(&cursor);
                 consumed.store(++seen);
-                EXPECT_TRUE(entry.level == ORV_LOG_INFO && entry.ext == -1 &&
-                            in_order(entry.message, next)) << entry.message;
+                EXPECT_TRUE(waiting >= 1 && waiting <= 128 && entry.level == ORV_LOG_INFO &&
+                            entry.ext == -1 && in_order(entry.message, next))
+                    << waiting << " waiting at " << entry.message;
             }
             for (std::thread &w : writers) w.join();
         });
         EXPECT_EQ(orv_log_has(cursor), 0);
-        std::vector<long> next_in_files(kThreads, 0);
-        int files = 0;
-        for (std::string text; orv_test::read_file(tree / ("run/log/t_" + std::to_string(files + 1) + ".txt"), &text);) {
-            ++files;
-            ASSERT_TRUE(text.size() >= 2 && text.compare(text.size() - 2, 2, "\r\n") == 0);
-            size_t last = 0;
-            for (size_t at = 0, end; (end = text.find("\r\n", at)) != std::string::npos; at = end + 2) {
-                const std::string line = text.substr(at, end - at);
-                ASSERT_TRUE(line.size() > 30 && line[0] == '[' && line.compare(24, 6, "(inf)]") == 0 &&
-                            in_order(line.substr(30), next_in_files)) << line;
-                last = at;
-            }
-            EXPECT_LT(last, static_cast<size_t>(kLimit)) << "written to a full file";
-            if (files < g_orv_log_ctrl->file_index) {
-                EXPECT_GE(text.size(), static_cast<size_t>(kLimit)) << "left before it was full";
+        int files = 1;
+        for (;; ++files) {
+            const std::string name = tree / ("run/log/t_" + std::to_string(files) + ".txt");
+            const std::string text = read_file(name), lines = messages(name) + " ";
+            if (!orv_test::exists(name)) break;
+            // Below the limit before its last line; full when the next one began.
+            EXPECT_LT(text.rfind('[', text.size() - 3), kLimit) << "written to a full file";
+            EXPECT_TRUE(files == g_orv_log_ctrl->file_index || text.size() >= kLimit) << files;
+            for (size_t at = 0, end; (end = lines.find(' ', at)) != lines.npos; at = end + 1) {
+                ASSERT_TRUE(in_order(lines.substr(at, end - at), next_in_files)) << name;
             }
         }
-        EXPECT_GT(files, 1) << "never rotated";
-        EXPECT_EQ(files, g_orv_log_ctrl->file_index);
-        EXPECT_EQ(next_in_files, std::vector<long>(kThreads, per_thread));
+        EXPECT_EQ(files - 1, g_orv_log_ctrl->file_index);
+        EXPECT_GT(files - 1, 1) << "never rotated";
+        EXPECT_EQ(next, std::vector<long>(kThreads, per_thread));
+        EXPECT_EQ(next_in_files, next);
     });
 }
 
