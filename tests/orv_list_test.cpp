@@ -22,8 +22,8 @@ std::string Describe(orv_list_t *list) {
     for (int i = 0; i < 8; ++i) found += orv_list_find(list, &items[i]) ? Id(&items[i]) : '.';
     orv_list_node_t *node = list->first;  // the raw ring closes after as many steps as the walk took
     for (size_t i = 0; node != nullptr && i < forward.size(); ++i) node = node->next;
-    const char *ring = node == list->first ? "" : " not closed";
-    return forward + "|" + backward + "|" + std::to_string(orv_list_count(list)) + "|" + found + ring;
+    return forward + "|" + backward + "|" + std::to_string(orv_list_count(list)) + "|" + found +
+           (node == list->first ? "" : " not closed");
 }
 
 // What Describe gives for a list of exactly these items in this order.
@@ -53,10 +53,9 @@ void Play(orv_list_t *list, const std::string &script) {
 TEST(List, OperationsKeepTheRingInOrder) {
     struct Row { const char *script; const char *ids; };
     const Row rows[] = {
-        {"b0", "0"},            {"f0", "0"},            {"b1 b2 b3 f0", "0123"}, {"f2 f1 f0 b3", "0123"},
-        {"b0 i0.1", "01"},      {"b0 b2 i0.1", "012"},  {"b0 b1 i1.2", "012"},   {"b0 r0", ""},
-        {"b0 b1 b2 r0", "12"},  {"b0 b1 b2 r1", "02"},  {"b0 b1 b2 r2", "01"},   {"b0 b1 r0 r1 f2", "2"},
-        {"b0 b1 b2 b3 <0 >3", "12"}, {"b0 b1 >1 <0", ""},
+        {"b0", "0"}, {"f0", "0"}, {"b1 b2 b3 f0", "0123"}, {"f2 f1 f0 b3", "0123"}, {"b0 i0.1", "01"},
+        {"b0 b2 i0.1", "012"}, {"b0 b1 i1.2", "012"}, {"b0 r0", ""}, {"b0 b1 b2 r0", "12"}, {"b0 b1 b2 r1", "02"},
+        {"b0 b1 b2 r2", "01"}, {"b0 b1 r0 r1 f2", "2"}, {"b0 b1 b2 b3 <0 >3", "12"}, {"b0 b1 >1 <0", ""},
     };
     for (const Row &row : rows) {
         std::memset(items, 0, sizeof items);

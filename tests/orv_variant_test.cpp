@@ -89,15 +89,13 @@ TEST(Variant, IsEqualComparesWhatTheTagOwns) {
         {3, 0, 0, kMin, 0, 0}, {4, -1, 0, -1, 0, 1},      {4, 0x100000005, 0, 5, 0, 0}, {11, 1000, 250, 1000, 250, 1},
         {11, 1000, 250, 1000, 251, 0}, {11, 1000, 250, 1001, 250, 0},
         // FLOAT works the difference in floats, then widens it for the 1e-6 test.
-        {9, 0, 1.0, 0, 1.0000001, 1},    {9, 0, 1.0, 0, 1.000001, 1},     {9, 0, 1.0000011, 0, 1.0, 0},
-        {9, 0, 1e-6, 0, 0.0, 1},         {9, 0, 1e-6, 0, -5e-15, 1},      {9, 0, kNaN, 0, kNaN, 0},
-        {10, 0, 1.0, 0, 1.0 + 5e-7, 1},  {10, 0, 1.0 + 2e-6, 0, 1.0, 0},  {10, 0, 0.0, 0, 1e-6, 0},
-        {10, 0, -1.0, 0, 1.0, 0},        {10, 0, kNaN, 0, kNaN, 0},       {10, 0, kInf, 0, kInf, 0},
+        {9, 0, 1.0, 0, 1.0000001, 1}, {9, 0, 1.0, 0, 1.000001, 1}, {9, 0, 1.0000011, 0, 1.0, 0}, {9, 0, 1e-6, 0, 0.0, 1},
+        {9, 0, 1e-6, 0, -5e-15, 1}, {9, 0, kNaN, 0, kNaN, 0}, {10, 0, 1.0, 0, 1.0 + 5e-7, 1}, {10, 0, 0.0, 0, 1e-6, 0},
+        {10, 0, 1.0 + 2e-6, 0, 1.0, 0}, {10, 0, -1.0, 0, 1.0, 0}, {10, 0, kNaN, 0, kNaN, 0}, {10, 0, kInf, 0, kInf, 0},
     };
     for (const Row &row : rows) for (int tag : Alike(row.tag)) {
         const orv_variant_t a = Make(tag, row.na, row.xa, 0xA5), b = Make(tag, row.nb, row.xb, 0x5A);
-        EXPECT_EQ(orv_variant_is_equal(&a, &b), row.want)
-            << "tag " << tag << ": " << row.na << "/" << row.xa << " vs " << row.nb << "/" << row.xb;
+        EXPECT_EQ(orv_variant_is_equal(&a, &b), row.want) << "tag " << tag << ": " << row.na << "/" << row.xa;
     }
 }
 
@@ -121,13 +119,12 @@ TEST(Variant, IsEqualBufferTagsCompareLenAndBytesNotCap) {
 TEST(Variant, ToInt32ReadsEveryHolding) {
     struct Row { int tag; int64_t n; double x; int result; int32_t want; };
     const Row rows[] = {
-        {0, 200, 0, 1, 200},             {3, 300, 0, 1, 300},             {3, kMin, 0, 1, kMin},
-        {4, 0x123456789, 0, 1, 0x23456789}, {4, 0xFFFFFFFF, 0, 1, -1},    {4, 0x80000000, 0, 1, kMin},
-        {9, 0, 2.9, 1, 2},               {9, 0, -2.9, 1, -2},             {9, 0, 2147483648.0, 1, kMax},
-        {9, 0, -1e10, 1, kMin},          {9, 0, kNaN, 1, 0},              {10, 0, 0.99, 1, 0},
-        {10, 0, 2147483647.9, 1, kMax},  {10, 0, 2147483646.5, 1, 2147483646}, {10, 0, -2147483648.9, 1, kMin},
-        {10, 0, -2147483649.0, 1, kMin}, {10, 0, kInf, 1, kMax},          {10, 0, -kInf, 1, kMin},
-        {11, 1000, 0, 0, kUntouched},    {16, 0, 0, 0, kUntouched},       {18, 7, 7, 0, kUntouched},
+        {0, 200, 0, 1, 200},     {3, 300, 0, 1, 300},         {3, kMin, 0, 1, kMin},       {4, 0xFFFFFFFF, 0, 1, -1},
+        {4, 0x123456789, 0, 1, 0x23456789}, {4, 0x80000000, 0, 1, kMin}, {9, 0, 2.9, 1, 2}, {9, 0, -2.9, 1, -2},
+        {9, 0, 2147483648.0, 1, kMax}, {9, 0, -1e10, 1, kMin}, {9, 0, kNaN, 1, 0},     {10, 0, 0.99, 1, 0},
+        {10, 0, 2147483647.9, 1, kMax}, {10, 0, 2147483646.5, 1, 2147483646}, {10, 0, -2147483648.9, 1, kMin},
+        {10, 0, -2147483649.0, 1, kMin}, {10, 0, kInf, 1, kMax}, {10, 0, -kInf, 1, kMin}, {11, 1000, 0, 0, kUntouched},
+        {16, 0, 0, 0, kUntouched},       {18, 7, 7, 0, kUntouched},
     };
     for (const Row &row : rows) for (int tag : Alike(row.tag)) {
         const orv_variant_t v = Make(tag, row.n, row.x), before = v;
@@ -174,8 +171,7 @@ TEST(Variant, Int32PairOnTextTags) {
         if (row.want == nullptr) continue;
         EXPECT_STREQ(buf, row.want);
         int32_t back = 0;
-        EXPECT_EQ(orv_variant_to_int32(&v, &back), 1);
-        EXPECT_EQ(back, row.in);
+        EXPECT_TRUE(orv_variant_to_int32(&v, &back) == 1 && back == row.in) << row.want << " read back " << back;
     }
     char text[] = "12abc";  // no number: out becomes 0; no data: out untouched
     for (char *data : {text, static_cast<char *>(nullptr)}) {
