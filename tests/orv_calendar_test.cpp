@@ -27,7 +27,9 @@ std::string Fields(const orv_datetime_t &d) {
 }
 orv_date_t DateOf(const orv_datetime_t &d) { return {d.year, d.month, d.day, d.weekday}; }
 orv_time_t TimeOf(const orv_datetime_t &d) { return {d.hour, d.minute, d.second, d.millisecond}; }
-orv_datetime_t Join(const orv_date_t &d, const orv_time_t &t) { return {d.year, d.month, d.day, d.weekday, t.hour, t.minute, t.second, t.millisecond}; }
+orv_datetime_t Join(const orv_date_t &d, const orv_time_t &t) {
+    return {d.year, d.month, d.day, d.weekday, t.hour, t.minute, t.second, t.millisecond};
+}
 const orv_datetime_t kFilled{kFill, kFill, kFill, kFill, kFill, kFill, kFill, kFill};
 
 // What the C library makes of t, as the record the library should give.
