@@ -87,9 +87,7 @@ TEST(LogOutput, ExactBytesByLevelExtAndFlag) {
         char call;  // 'p' plain, 'x' with ext, 'w'/'u' the write path with save 1/0
         char file;  // 'n' numbered, 'e' ext, '-' none
         const char *format, *message;
-    };
-    // Debug and errors are saved, info and warnings not; ext above 0 always.
-    const Row rows[] = {
+    } const rows[] = {  // debug and errors saved, info and warnings not; ext above 0 always
         {0, -1, 'p', 'n', "%d-%s", "42-x"},   {1, -1, 'p', '-', b127.c_str(), b127.c_str()},
         {2, -1, 'p', '-', nullptr, ""},       {3, -1, 'p', 'n', b128.c_str(), b127.c_str()},
         {2, 1, 'x', 'e', "100%% %d", "100% 42"}, {2, 0, 'x', '-', "m", "m"},
@@ -124,8 +122,7 @@ TEST(LogOutput, ExactBytesByLevelExtAndFlag) {
                             stamp(e->time) + "]" + e->message + "\033[0m\r\n";
             want[r.file == 'n' ? 0 : r.file == 'e' ? 1 : 2] += file_line(*e);
         }
-        EXPECT_EQ(orv_log_get(&cursor), nullptr);
-        EXPECT_EQ(orv_log_get(nullptr), nullptr);
+        EXPECT_TRUE(orv_log_get(&cursor) == nullptr && orv_log_get(nullptr) == nullptr);
         EXPECT_EQ(console, want_console);
         EXPECT_EQ(read_file(tree / "run/log/t_1.txt"), want[0]);
         EXPECT_EQ(read_file(tree / "run/log/t_ext_1.txt"), want[1]);
@@ -170,14 +167,12 @@ TEST(LogInit, LifecycleAndSettings) {
     struct Row {
         const char *ini;       // null: no settings file
         const char *expected;  // lang,error,warn,debug,info,count,size
-    };
-    const Row rows[] = {
+    } const rows[] = {
         {"[LOG]\nLang=-3\nSaveSysError=F\nSaveSysWarn=false\n", "1,0,0,0,0,2,2097152"},
         {nullptr, "0,1,1,0,0,2,2097152"},
         {"[LOG]\nLang=2\nSaveSysError=N\nSaveSysWarn=0\nSaveSysDebug=Y\nSaveSysInfo=1\n"
          "MaxFileCount=7\nMaxFileSize=0x10\n", "1,0,0,1,1,7,16777216"},
         {"[LOG]\nMaxFileCount=0\nMaxFileSize=0\n", "0,1,1,0,0,0,0"},
-        {"[LOG]\nMaxFileCount=-4\nMaxFileSize=1\n", "0,1,1,0,0,-4,1048576"},
         {"[LOG]\nMaxFileSize=2047\n", "0,1,1,0,0,2,2146435072"},  // 2048 and above overflow
         {"[LOG]\nMaxFileSize=2048\n", "0,1,1,0,0,2,2097152"},
         {"[LOG]\nMaxFileSize=-1\n", "0,1,1,0,0,2,2097152"},
@@ -241,8 +236,7 @@ TEST(LogFile, RotationTable) {
         timespec mtime[2];   // {0, 0}: as written
         std::vector<std::string> files;
         int index;
-    };
-    const Row rows[] = {
+    } const rows[] = {
         {false, 2, 100, 6, {"", ""}, {}, {"r00 r01 r02", "r03 r04 r05"}, 2},
         {false, 2, 100, 8, {"", ""}, {}, {"r06 r07", "r03 r04 r05"}, 1},  // file 1 emptied
         {false, 2, 100, 10, {"", ""}, {}, {"r06 r07 r08", "r09"}, 2},
