@@ -170,7 +170,9 @@ TEST(Datetext, DriverResults) {
         EXPECT_EQ(row.parse(row.text, &result), 0) << row.text;
         EXPECT_EQ(Fields(result, row.text), row.want) << row.text;
     }
-    EXPECT_EQ(date("2020-01-02", nullptr) + time("12:30", nullptr) + both("2020-01-02 12:30", nullptr), 3);
+    orv_datetime_text_t result = Filled();
+    EXPECT_EQ(date(nullptr, &result) + time(nullptr, &result) + both(nullptr, &result) + date("2020-01-02", nullptr) +
+                  time("12:30", nullptr) + both("2020-01-02 12:30:45", nullptr) + both("2020-01-02 12:30", nullptr), 7);
 }
 
 // The plain "YYYY-MM-DD HH:MM:SS" form is read in one pass and must give
