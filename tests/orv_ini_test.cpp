@@ -131,6 +131,7 @@ TEST_F(IniRead, TypedReadsConvertTheText) {
 
 TEST_F(IniWrite, RewritesChangeOnlyWhatTheyMust) {
     const std::string s600(600, 's'), k600(600, 'k'), v600(600, 'v'), q600 = "a;" + v600;
+    const std::string full = "[S]\nb=1\na=" + std::string(505, 'x') + "\n";  // kept 4 + 508 bytes: no block holds both
     // before/after null: no file. back: what reads back, when a value is set.
     struct Row { const char *before, *section, *key, *value; std::string after; const char *back = nullptr; };
     const Row rows[] = {
@@ -142,7 +143,7 @@ TEST_F(IniWrite, RewritesChangeOnlyWhatTheyMust) {
         {"[S]\na=1\n\n; end\n[T]\nb=2\n", "S", "c", "3", "[S]\na=1\n\n; end\nc=3\n[T]\nb=2\n"},
         {"[S]\na=1\n", "S", "c", "3", "[S]\na=1\nc=3\n"},   {"[S]\na=1", "S", "c", "3", "[S]\na=1\nc=3\n"},
         {"[S]\n", "S", "k", "v", "[S]\n\nk=v\n"},           {"[S]", "S", "k", "v", "[S]\nk=v\n"},
-        {"[S]\nab=1\n", "S", "a", "2", "[S]\nab=1\na=2\n"},
+        {"[S]\nab=1\n", "S", "a", "2", "[S]\nab=1\na=2\n"},          {full.c_str(), "S", "z", "1", full + "z=1\n"},
         {"[S]\na=1\n[broken\nb=2\n", "S", "b", "3", "[S]\na=1\nb=3\n[broken\nb=2\n"},
         // Adding sections.
         {"[S]\na=1\n", "T", "k", "v", "[S]\na=1\n[T]\nk=v\n"}, {"[S]\na=1", "T", "k", "v", "[S]\na=1\n[T]\nk=v\n"},
