@@ -34,8 +34,7 @@ TEST(LogAlloc, LogCallAllocatesNothing) {
     orv_test::Tree tree;
     ASSERT_TRUE(tree.ready());
     const auto child = orv_test::run_in_child([&] {
-        // Every clock read calls tzset, which with TZ unset replaces the C
-        // library's copy of the zone name each time: name the same zone.
+        // With TZ unset, every tzset of a clock read reallocates the zone name.
         setenv("TZ", ":/etc/localtime", 1);
         tree.use();
         ASSERT_EQ(orv_log_init("alloc"), 1);

@@ -41,8 +41,7 @@ TEST(PathText, SplitTable) {
         {ext, "/a/b", 64, nullptr}, {ext, "/b.gz", INT32_MIN, nullptr}, {ext, nullptr, 64, nullptr},
     };
     for (const Row &row : rows) {
-        SCOPED_TRACE(std::string(row.path ? row.path : "null") + ", size " +
-                     std::to_string(row.size) + ", row " + std::to_string(&row - rows));
+        SCOPED_TRACE(testing::Message() << "row " << &row - rows << ": size " << row.size);
         Sentinel<64> buf;
         EXPECT_EQ(row.op(row.path, buf, row.size), row.expected ? buf.bytes : nullptr);
         EXPECT_STREQ(row.expected ? buf.bytes : nullptr, row.expected);
@@ -106,10 +105,8 @@ TEST(PathRoot, DerivedFromExecutableDirectory) {
         std::string root;
         const char *preset_dll;
     } const rows[] = {
-        {tree / "bin", tree.path(), nullptr},
-        {tree / "top\\bin", tree / "top", nullptr},
-        {limit, limit.substr(0, 251), nullptr},
-        {"-", "", nullptr},
+        {tree / "bin", tree.path(), nullptr}, {tree / "top\\bin", tree / "top", nullptr},
+        {limit, limit.substr(0, 251), nullptr}, {"-", "", nullptr},
         {tree / "bin", tree.path(), "/opt/plugins"},
         {"", real.substr(0, real.rfind('/', real.rfind('/') - 1)), nullptr},
     };
