@@ -109,10 +109,11 @@ TEST(Timer, InitRefusalsLeaveNoServiceAndNeverHang) {
     struct Row {
         int signo, threads;
     };
-    const Row rows[] = {{0, 1},  {32, 1}, {31, 1},       {64, 1},      {SIGRTMAX, 1},
-                        {-1, 1}, {65, 1}, {INT_MAX, 1},  {kSigNo, 0},  {kSigNo, -3}};
+    const Row rows[] = {{0, 1},  {32, 1}, {31, 1},      {64, 1},     {SIGRTMAX, 1},
+                        {-1, 1}, {65, 1}, {INT_MAX, 1}, {kSigNo, 0}, {kSigNo, -3}};
     for (const Row &row : rows) {
-        SCOPED_TRACE("signo " + std::to_string(row.signo) + ", threads " + std::to_string(row.threads));
+        SCOPED_TRACE("signo " + std::to_string(row.signo) + ", threads " +
+                     std::to_string(row.threads));
         InChild([&] {
             const int tasks = TasksBefore();
             EXPECT_EQ(orv_timer_init(row.signo, row.threads), 0);
@@ -121,31 +122,6 @@ TEST(Timer, InitRefusalsLeaveNoServiceAndNeverHang) {
             orv_timer_uninit();
         });
     }
-}
-
-TEST(Timer, SecondInitKeepsFirstAndRestartStartsEmpty) {
-    InChild([] {
-        const int tasks = TasksBefore();
-        ASSERT_EQ(orv_timer_init(kSigNo, 2), 1);
-        orv_timer_ctrl_t *first = g_timer_ctrl;
-        EXPECT_EQ(orv_timer_init(kSigNo + 2, 3), 1);
-        EXPECT_EQ(g_timer_ctrl, first);
-        EXPECT_EQ(g_timer_ctrl->signo, kSigNo);
-        EXPECT_EQ(g_timer_ctrl->running, 2);
-        std::atomic<int> calls{0};
-        ASSERT_NE(orv_timer_create(60000, 60000, Count, &calls), nullptr);
-        orv_timer_uninit();  // releases the timer still listed
-        EXPECT_EQ(g_timer_ctrl, nullptr);
-        EXPECT_TRUE(TasksBackTo(tasks)) << "not every worker was joined";
-        orv_timer_free(nullptr);
-        orv_timer_uninit();
-
-        ASSERT_EQ(orv_timer_init(kSigNo, 1), 1);
-        EXPECT_EQ(ListCount(), 0);
-        ASSERT_NE(orv_timer_create(5, 5, Count, &calls), nullptr);
-        EXPECT_TRUE(wait_for([&] { return calls >= 3; }, 2000));
-        orv_timer_uninit();
-    });
 }
 
 TEST(Timer, CreateRefusesOrArmsFromItsArguments) {
@@ -160,16 +136,21 @@ TEST(Timer, CreateRefusesOrArmsFromItsArguments) {
             long interval_s, interval_ns;
         };
         const Row rows[] = {
-            {10, 0, Count, -1, 0, 0},           {10, -1, Count, -1, 0, 0},
-            {10, 10, nullptr, -1, 0, 0},        {60000, 1500, Count, 60000, 1, 500000000},
-            {60000, 1, Count, 60000, 0, 1000000}, {2500, 2000, Count, 2500, 2, 0},
-            {0, 60000, Count, 1000, 60, 0},     {-5, 200, Count, 1000, 0, 200000000},
+            {10, 0, Count, -1, 0, 0},
+            {10, -1, Count, -1, 0, 0},
+            {10, 10, nullptr, -1, 0, 0},
+            {60000, 1500, Count, 60000, 1, 500000000},
+            {60000, 1, Count, 60000, 0, 1000000},
+            {2500, 2000, Count, 2500, 2, 0},
+            {0, 60000, Count, 1000, 60, 0},
+            {-5, 200, Count, 1000, 0, 200000000},
         };
         std::vector<orv_timer_t *> created;
         for (const Row &row : rows) {
             SCOPED_TRACE("first " + std::to_string(row.first_ms) + ", period " +
                          std::to_string(row.period_ms));
-            orv_timer_t *timer = orv_timer_create(row.first_ms, row.period_ms, row.callback, &calls);
+            orv_timer_t *timer =
+                orv_timer_create(row.first_ms, row.period_ms, row.callback, &calls);
             if (row.stored_first_ms < 0) {
                 EXPECT_EQ(timer, nullptr);
                 continue;
@@ -187,7 +168,8 @@ TEST(Timer, CreateRefusesOrArmsFromItsArguments) {
             EXPECT_GE(left_ms, row.stored_first_ms - scaled_ms(100));
         }
         std::vector<orv_timer_t *> listed;
-        for (void *e = orv_list_begin(&g_timer_ctrl->timers); e; e = orv_list_next(&g_timer_ctrl->timers, e)) {
+        for (void *e = orv_list_begin(&g_timer_ctrl->timers); e;
+             e = orv_list_next(&g_timer_ctrl->timers, e)) {
             listed.push_back(static_cast<orv_timer_t *>(e));
         }
         EXPECT_EQ(listed, created) << "listed in the order of creation";
@@ -245,8 +227,10 @@ TEST(Timer, SlowCallbackRunsAloneAndLogsOverruns) {
             } else {
                 unsigned long self = 0;
                 int overrun = 0, signo = 0, used = 0;
-                ASSERT_EQ(std::sscanf(line.c_str() + many.size(), "%lu,overrun=%d,signo=%d%n", &self,
-                                      &overrun, &signo, &used), 3) << line;
+                ASSERT_EQ(std::sscanf(line.c_str() + many.size(), "%lu,overrun=%d,signo=%d%n",
+                                      &self, &overrun, &signo, &used),
+                          3)
+                    << line;
                 EXPECT_EQ(line.size(), many.size() + static_cast<size_t>(used)) << line;
                 EXPECT_GT(overrun, 0) << line;
                 EXPECT_EQ(signo, kSigNo) << line;
@@ -255,33 +239,55 @@ TEST(Timer, SlowCallbackRunsAloneAndLogsOverruns) {
             const std::string exit_lines[] = {"syslog(sys) : timer thread catch exit signal",
                                               "syslog(sys) : timer thread exit"};
             for (const std::string &text : exit_lines) {
-                EXPECT_EQ(log.Lines(ORV_LOG_WARN, text).size(), static_cast<size_t>(workers)) << text;
+                EXPECT_EQ(log.Lines(ORV_LOG_WARN, text).size(), static_cast<size_t>(workers))
+                    << text;
             }
         });
     }
 }
 
-// A standard exit signal does not queue: each worker must get its own.
-TEST(Timer, TeardownEndsEveryWorkerWhileTicksRun) {
+// Teardown ends and joins every worker while ticks outlast their periods,
+// releasing the timers still listed; a standard exit signal does not queue,
+// so each worker must get its own. A second init changes nothing, and a
+// restart starts with an empty list.
+TEST(Timer, TeardownEndsEveryWorkerAndRestartStartsEmpty) {
     for (int signo : {kSigNo, SIGUSR2}) {
         SCOPED_TRACE("signo " + std::to_string(signo));
-        InChild([signo] {
-            const int tasks = TasksBefore();
-            ASSERT_EQ(orv_timer_init(signo, 4), 1);
-            std::atomic<int> calls{0};
-            for (int i = 0; i < 8; ++i) {
-                ASSERT_NE(orv_timer_create(1, 1, [](void *arg) -> void * {
-                    sleep_ms(5);
-                    return Count(arg);
-                }, &calls), nullptr);
-            }
-            EXPECT_TRUE(wait_for([&] { return calls >= 20; }, 3000));
-            orv_timer_uninit();
-            EXPECT_TRUE(TasksBackTo(tasks)) << "not every worker was joined";
-            const int after = calls;
-            sleep_ms(30);
-            EXPECT_EQ(calls, after) << "a callback ran after teardown";
-        }, signo);
+        InChild(
+            [signo] {
+                const int tasks = TasksBefore();
+                ASSERT_EQ(orv_timer_init(signo, 4), 1);
+                orv_timer_ctrl_t *first = g_timer_ctrl;
+                EXPECT_EQ(orv_timer_init(signo + 2, 3), 1);
+                EXPECT_TRUE(g_timer_ctrl == first && first->signo == signo && first->running == 4);
+                std::atomic<int> calls{0};
+                for (int i = 0; i < 8; ++i) {
+                    ASSERT_NE(orv_timer_create(
+                                  1, 1,
+                                  [](void *arg) -> void * {
+                                      sleep_ms(5);
+                                      return Count(arg);
+                                  },
+                                  &calls),
+                              nullptr);
+                }
+                EXPECT_TRUE(wait_for([&] { return calls >= 20; }, 3000));
+                orv_timer_uninit();
+                EXPECT_EQ(g_timer_ctrl, nullptr);
+                EXPECT_TRUE(TasksBackTo(tasks)) << "not every worker was joined";
+                const int after = calls;
+                sleep_ms(30);
+                EXPECT_EQ(calls, after) << "a callback ran after teardown";
+                orv_timer_free(nullptr);
+                orv_timer_uninit();
+
+                ASSERT_EQ(orv_timer_init(signo, 1), 1);
+                EXPECT_EQ(ListCount(), 0);
+                ASSERT_NE(orv_timer_create(5, 5, Count, &calls), nullptr);
+                EXPECT_TRUE(wait_for([&] { return calls >= after + 3; }, 2000));
+                orv_timer_uninit();
+            },
+            signo);
     }
 }
 
@@ -322,56 +328,49 @@ TEST(TimerFree, CallbacksFreeEachOthersTimersWithoutWaiting) {
     }
 }
 
-TEST(TimerFree, CallbackFreesItsOwnTimer) {
-    for (int workers : {1, 3}) {
-        SCOPED_TRACE(std::to_string(workers) + " workers");
-        InChild([workers] {
-            ASSERT_EQ(orv_timer_init(kSigNo, workers), 1);
-            struct Own {
-                std::atomic<orv_timer_t *> timer{nullptr};
-                std::atomic<int> calls{0};
-            } own;
-            own.timer = orv_timer_create(1, 5, [](void *arg) -> void * {
-                auto *o = static_cast<Own *>(arg);
-                if (o->timer == nullptr) return nullptr;
-                ++o->calls;
-                orv_timer_free(o->timer);
-                return nullptr;
-            }, &own);
-            ASSERT_NE(own.timer, nullptr);
-            EXPECT_TRUE(wait_for([&] { return own.calls >= 1; }, 2000));
-            sleep_ms(50);
-            EXPECT_EQ(own.calls, 1) << "ticked after freeing itself";
-            EXPECT_EQ(ListCount(), 0);
-            orv_timer_uninit();
-        });
-    }
+// A callback that frees its own timer never ticks again; a plain thread's
+// free returns only once the running callback has finished.
+struct Slow2 {
+    std::atomic<orv_timer_t *> timer{nullptr};
+    std::atomic<int> started{0}, finished{0};
+    bool free_own = false;
+};
+
+void *FreeOwnOrSleep(void *arg) {
+    auto *s = static_cast<Slow2 *>(arg);
+    if (s->timer == nullptr) return nullptr;
+    ++s->started;
+    if (s->free_own)
+        orv_timer_free(s->timer);
+    else
+        sleep_ms(150);
+    ++s->finished;
+    return nullptr;
 }
 
-TEST(TimerFree, PlainThreadWaitsForTheRunningCallback) {
-    for (int workers : {1, 2}) {
-        SCOPED_TRACE(std::to_string(workers) + " workers");
-        InChild([workers] {
-            ASSERT_EQ(orv_timer_init(kSigNo, workers), 1);
-            struct Slow {
-                std::atomic<int> started{0}, finished{0};
-            } slow;
-            orv_timer_t *timer = orv_timer_create(5, 5, [](void *arg) -> void * {
-                auto *s = static_cast<Slow *>(arg);
-                ++s->started;
-                sleep_ms(150);
-                ++s->finished;
-                return nullptr;
-            }, &slow);
-            ASSERT_NE(timer, nullptr);
-            ASSERT_TRUE(wait_for([&] { return slow.started >= 1; }, 2000));
-            orv_timer_free(timer);
-            EXPECT_EQ(slow.started, slow.finished) << "returned while the callback ran";
-            const int started = slow.started;
-            sleep_ms(30);
-            EXPECT_EQ(slow.started, started) << "ticked after the free returned";
-            orv_timer_uninit();
-        });
+TEST(TimerFree, FromOwnCallbackOrPlainThread) {
+    for (int workers : {1, 3}) {
+        for (bool free_own : {true, false}) {
+            SCOPED_TRACE(std::to_string(workers) + " workers, " +
+                         (free_own ? "own" : "plain thread"));
+            InChild([workers, free_own] {
+                ASSERT_EQ(orv_timer_init(kSigNo, workers), 1);
+                Slow2 slow;
+                slow.free_own = free_own;
+                slow.timer = orv_timer_create(1, 5, FreeOwnOrSleep, &slow);
+                ASSERT_NE(slow.timer, nullptr);
+                ASSERT_TRUE(wait_for([&] { return slow.started >= 1; }, 2000));
+                if (!free_own) {
+                    orv_timer_free(slow.timer);
+                    EXPECT_EQ(slow.started, slow.finished) << "returned while the callback ran";
+                }
+                const int started = slow.started;
+                sleep_ms(50);
+                EXPECT_EQ(slow.started, started) << "ticked after the free";
+                EXPECT_EQ(ListCount(), 0);
+                orv_timer_uninit();
+            });
+        }
     }
 }
 
@@ -386,7 +385,8 @@ TEST(TimerFree, ChurnFromSeveralThreadsWhileTicksRun) {
         // emulated target may allow as few as 32 timers in all.
         constexpr int kIdle = 24;
         std::vector<orv_timer_t *> idle;
-        for (int i = 0; i < kIdle; ++i) idle.push_back(orv_timer_create(60000, 60000, Count, &calls));
+        for (int i = 0; i < kIdle; ++i)
+            idle.push_back(orv_timer_create(60000, 60000, Count, &calls));
         std::vector<std::thread> threads;
         for (int t = 0; t < 3; ++t) {
             threads.emplace_back([&calls] {
@@ -421,27 +421,31 @@ TEST(TimerSettings, ServiceStartsFromTheSettingsFile) {
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.ini != nullptr ? row.ini : "no file");
-        InChild([&row] {
-            ChildLog log;
-            if (row.ini != nullptr) {
-                ASSERT_TRUE(log.tree.write_ini(row.ini));
-            }
-            EXPECT_EQ(orv_timer_signo(), row.signo);
-            EXPECT_EQ(orv_timer_init_ini(), row.workers > 0 ? 1 : 0);
-            if (row.workers == 0) {
-                EXPECT_EQ(g_timer_ctrl, nullptr);
-                EXPECT_EQ(log.Lines(ORV_LOG_ERROR, "syslog(sys) : timer signal " +
-                                                       std::to_string(row.signo) + " cannot be used").size(),
-                          1u);
-                return;
-            }
-            EXPECT_EQ(g_timer_ctrl->signo, row.signo);
-            EXPECT_EQ(g_timer_ctrl->running, row.workers);
-            // Read again at each call, with no service needed.
-            ASSERT_TRUE(log.tree.write_ini("[ORVCOM]\nTimerSigNo=44\n"));
-            EXPECT_EQ(orv_timer_signo(), 44);
-            orv_timer_uninit();
-        }, row.signo);
+        InChild(
+            [&row] {
+                ChildLog log;
+                if (row.ini != nullptr) {
+                    ASSERT_TRUE(log.tree.write_ini(row.ini));
+                }
+                EXPECT_EQ(orv_timer_signo(), row.signo);
+                EXPECT_EQ(orv_timer_init_ini(), row.workers > 0 ? 1 : 0);
+                if (row.workers == 0) {
+                    EXPECT_EQ(g_timer_ctrl, nullptr);
+                    EXPECT_EQ(
+                        log.Lines(ORV_LOG_ERROR, "syslog(sys) : timer signal " +
+                                                     std::to_string(row.signo) + " cannot be used")
+                            .size(),
+                        1u);
+                    return;
+                }
+                EXPECT_EQ(g_timer_ctrl->signo, row.signo);
+                EXPECT_EQ(g_timer_ctrl->running, row.workers);
+                // Read again at each call, with no service needed.
+                ASSERT_TRUE(log.tree.write_ini("[ORVCOM]\nTimerSigNo=44\n"));
+                EXPECT_EQ(orv_timer_signo(), 44);
+                orv_timer_uninit();
+            },
+            row.signo);
     }
 }
 

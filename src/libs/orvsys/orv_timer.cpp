@@ -192,22 +192,34 @@ bool called_from_worker(const orv_timer_ctrl_t &ctrl) {
     return false;
 }
 
+// The callback is read once the tick may run, with the timer's lock held
+// when there are several workers: a free clears it, so a tick already taken
+// when the timer was freed from a callback does not run after all.
+orv_timer_callback_t callback_of(orv_timer_t *timer) {
+    return __atomic_load_n(&timer->callback, __ATOMIC_ACQUIRE);
+}
+
 void run_tick(const orv_timer_ctrl_t &ctrl, orv_timer_t *timer, int overrun) {
     if (__atomic_load_n(&ctrl.running, __ATOMIC_RELAXED) <= 1) {
-        timer->callback(timer->arg);
+        orv_timer_callback_t callback = callback_of(timer);
+        if (callback == nullptr) return;
+        callback(timer->arg);
         if (overrun > 0) {
-            orv_log_error("syslog(sys) : timer (%p) is called,overrun=%d", static_cast<void *>(timer),
-                          overrun);
+            orv_log_error("syslog(sys) : timer (%p) is called,overrun=%d",
+                          static_cast<void *>(timer), overrun);
         }
         return;
     }
     // A tick that finds the callback still running on another worker is lost.
     if (pthread_mutex_trylock(&timer->lock) != 0) return;
-    timer->callback(timer->arg);
-    if (overrun > 0) {
-        orv_log_error("syslog(sys) : timer (%p) is called in %lu,overrun=%d,signo=%d",
-                      static_cast<void *>(timer), static_cast<unsigned long>(pthread_self()), overrun,
-                      ctrl.signo);
+    orv_timer_callback_t callback = callback_of(timer);
+    if (callback != nullptr) {
+        callback(timer->arg);
+        if (overrun > 0) {
+            orv_log_error("syslog(sys) : timer (%p) is called in %lu,overrun=%d,signo=%d",
+                          static_cast<void *>(timer), static_cast<unsigned long>(pthread_self()),
+                          overrun, ctrl.signo);
+        }
     }
     pthread_mutex_unlock(&timer->lock);
 }
@@ -216,7 +228,8 @@ void handle_tick(Service *service, orv_timer_t *timer) {
     orv_timer_ctrl_t *ctrl = &service->ctrl;
     pthread_mutex_lock(&ctrl->lock);
     LiveEntry *entry = timer != nullptr ? service->live.find(timer) : nullptr;
-    const bool runnable = entry != nullptr && entry->fate == Fate::kLive && timer->callback != nullptr;
+    const bool runnable =
+        entry != nullptr && entry->fate == Fate::kLive && callback_of(timer) != nullptr;
     if (runnable) ++entry->in_flight;
     pthread_mutex_unlock(&ctrl->lock);
     if (!runnable) return;
@@ -266,7 +279,8 @@ bool start_threads(orv_timer_ctrl_t *ctrl) {
         std::calloc(static_cast<size_t>(ctrl->thread_num), sizeof(pthread_t)));
     if (ctrl->threads == nullptr) return false;
     for (int i = 0; i < ctrl->thread_num; ++i) {
-        if (pthread_create(&ctrl->threads[ctrl->running], nullptr, orv_timer_thread, nullptr) != 0) {
+        if (pthread_create(&ctrl->threads[ctrl->running], nullptr, orv_timer_thread, nullptr) !=
+            0) {
             continue;
         }
         orv_log_debug("syslog(sys) : timer thread[%d] is started!!!", i);
@@ -317,8 +331,7 @@ ORV_API int orv_timer_init(int signo, int thread_num) {
     // The last usable number fails the second check before signo + 1 could overflow.
     if (!usable_signal(signo) || !usable_signal(signo + 1)) {
         orv_log_error(
-            "syslog(sys) : timer signal %d cannot be used: it and the next one must be valid signals",
-            signo);
+            "syslog(sys) : timer signal %d cannot be used: it and the next must be signals", signo);
         return 0;
     }
     auto *service = static_cast<Service *>(std::calloc(1, sizeof(Service)));
@@ -361,7 +374,8 @@ ORV_API void orv_timer_uninit(void) {
     signal(ctrl->signo, SIG_IGN);
     orv_log_debug("kill %d", ctrl->signo + 1);
     pthread_mutex_lock(&ctrl->lock);
-    for (void *t = orv_list_begin(&ctrl->timers); t != nullptr; t = orv_list_next(&ctrl->timers, t)) {
+    for (void *t = orv_list_begin(&ctrl->timers); t != nullptr;
+         t = orv_list_next(&ctrl->timers, t)) {
         disarm(static_cast<orv_timer_t *>(t));
     }
     pthread_mutex_unlock(&ctrl->lock);
@@ -454,6 +468,7 @@ ORV_API void orv_timer_free(orv_timer_t *timer) {
     }
     orv_list_remove(&ctrl->timers, timer);
     disarm(timer);
+    __atomic_store_n(&timer->callback, nullptr, __ATOMIC_RELEASE);
     if (entry->in_flight > 0 && called_from_worker(*ctrl)) {
         entry->fate = Fate::kReleaseByWorker;
         pthread_mutex_unlock(&ctrl->lock);

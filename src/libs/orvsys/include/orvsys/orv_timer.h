@@ -19,8 +19,8 @@
  * ticks are not made up; an overrun is logged at error level.
  *
  * Freeing. orv_timer_free may be called from any thread, also while ticks
- * run; after it returns no new tick of that timer starts, and no worker
- * ever touches a released record.
+ * run; after it returns no callback of that timer starts (one already
+ * running may finish), and no worker ever touches a released record.
  *  - From a callback (any worker): it never waits. A timer that a worker is
  *    running, its own included, is taken off the list and disarmed at once,
  *    and released by that worker when the callback returns. So two
