@@ -106,7 +106,7 @@ TEST(PathRoot, DerivedFromExecutableDirectory) {
         const char *preset_dll;
     } const rows[] = {
         {tree / "bin", tree.path(), nullptr}, {tree / "top\\bin", tree / "top", nullptr},
-        {limit, limit.substr(0, 251), nullptr}, {"-", "", nullptr},
+        {limit, limit.substr(0, 251), nullptr}, {limit + "x", "", nullptr}, {"-", "", nullptr},
         {tree / "bin", tree.path(), "/opt/plugins"},
         {"", real.substr(0, real.rfind('/', real.rfind('/') - 1)), nullptr},
     };

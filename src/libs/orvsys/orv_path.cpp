@@ -79,8 +79,12 @@ void orv_rootdir_init() {
     cut_to_root(orv_path(dir, sizeof dir));
 }
 
+// A directory that would not fit is refused, as orv_path refuses it.
 const char *g_seam_dir = nullptr;
-void seam_init() { cut_to_root(g_seam_dir); }
+void seam_init() {
+    const bool fits = g_seam_dir != nullptr && std::strlen(g_seam_dir) < sizeof g_orv_rootdir;
+    cut_to_root(fits ? g_seam_dir : nullptr);
+}
 
 // One directory of the path, cut at its end: fine when it is a directory
 // afterwards.
