@@ -45,12 +45,13 @@ int TaskCount() {
 // stays listed a while.
 int TasksBefore() {
     std::thread([] {}).join();
-    int count = TaskCount(), steady = 0;
-    for (int round = 0; steady < 3 && round < 300; ++round, sleep_ms(10)) {
-        const int now = TaskCount();
-        steady = now == count ? steady + 1 : 0;
-        count = now;
-    }
+    int count = -1;
+    auto steady = [&count] {
+        const int was = count;
+        sleep_ms(20);
+        return (count = TaskCount()) == was;
+    };
+    wait_for(steady, 3000);
     return count;
 }
 
@@ -166,18 +167,22 @@ TEST(Timer, CreateRefusesOrArmsFromItsArguments) {
 // the ticks behind it are logged as overruns, in the form of the worker
 // count. With two workers a blocker keeps the other one busy at first, so
 // the slow timer's signals pile up instead of being taken and dropped.
-struct Slow {
-    std::atomic<int> inside{0}, most{0}, calls{0};
+struct Probe {
+    std::atomic<orv_timer_t *> timer{nullptr};  // set while ticks may run
+    std::atomic<int> inside{0}, most{0}, calls{0}, finished{0};
     long first_sleep_ms = 100;
+    bool free_own = false;
 };
 
-void *SlowTick(void *arg) {
-    auto *s = static_cast<Slow *>(arg);
-    const int now = ++s->inside;
-    for (int most = s->most; now > most && !s->most.compare_exchange_weak(most, now);) {
+void *ProbeTick(void *arg) {
+    auto *p = static_cast<Probe *>(arg);
+    const int now = ++p->inside;
+    for (int most = p->most; now > most && !p->most.compare_exchange_weak(most, now);) {
     }
-    sleep_ms(s->calls++ == 0 ? s->first_sleep_ms : 10);
-    --s->inside;
+    if (p->free_own) orv_timer_free(p->timer);
+    sleep_ms(p->calls++ == 0 ? p->first_sleep_ms : 10);
+    ++p->finished;
+    --p->inside;
     return nullptr;
 }
 
@@ -187,12 +192,12 @@ TEST(Timer, SlowCallbackRunsAloneAndLogsOverruns) {
         InChild([workers] {
             ChildLog log;
             ASSERT_EQ(orv_timer_init(kSigNo, workers), 1);
-            Slow blocker, slow;
+            Probe blocker, slow;
             blocker.first_sleep_ms = 150;
             if (workers > 1) {
-                ASSERT_NE(orv_timer_create(1, 60000, SlowTick, &blocker), nullptr);
+                ASSERT_NE(orv_timer_create(1, 60000, ProbeTick, &blocker), nullptr);
             }
-            orv_timer_t *timer = orv_timer_create(5, 5, SlowTick, &slow);
+            orv_timer_t *timer = orv_timer_create(5, 5, ProbeTick, &slow);
             ASSERT_NE(timer, nullptr);
             EXPECT_TRUE(wait_for([&] { return slow.calls >= 8; }, 3000));
             orv_timer_free(timer);
@@ -299,39 +304,25 @@ TEST(TimerFree, CallbacksFreeEachOthersTimersWithoutWaiting) {
 
 // A callback that frees its own timer never runs again; a plain thread's
 // free returns only once the running callback has finished.
-struct Slow2 {
-    std::atomic<orv_timer_t *> timer{nullptr};
-    std::atomic<int> started{0}, finished{0};
-    bool free_own = false;
-};
-
-void *FreeOwnOrSleep(void *arg) {
-    auto *s = static_cast<Slow2 *>(arg);
-    if (s->timer == nullptr) return nullptr;
-    ++s->started;
-    s->free_own ? orv_timer_free(s->timer) : sleep_ms(150);
-    ++s->finished;
-    return nullptr;
-}
-
 TEST(TimerFree, FromOwnCallbackOrPlainThread) {
     for (int workers : {1, 3}) {
         for (bool free_own : {true, false}) {
             SCOPED_TRACE(std::to_string(workers) + " workers, " + (free_own ? "own" : "plain"));
             InChild([workers, free_own] {
                 ASSERT_EQ(orv_timer_init(kSigNo, workers), 1);
-                Slow2 slow;
-                slow.free_own = free_own;
-                slow.timer = orv_timer_create(1, 5, FreeOwnOrSleep, &slow);
-                ASSERT_NE(slow.timer, nullptr);
-                ASSERT_TRUE(wait_for([&] { return slow.started >= 1; }, 2000));
+                Probe probe;
+                probe.free_own = free_own;
+                probe.first_sleep_ms = free_own ? 0 : 150;
+                probe.timer = orv_timer_create(50, 5, ProbeTick, &probe);
+                ASSERT_NE(probe.timer, nullptr);
+                ASSERT_TRUE(wait_for([&] { return probe.calls >= 1; }, 2000));
                 if (!free_own) {
-                    orv_timer_free(slow.timer);
-                    EXPECT_EQ(slow.started, slow.finished) << "returned while the callback ran";
+                    orv_timer_free(probe.timer);
+                    EXPECT_EQ(probe.calls, probe.finished) << "returned while the callback ran";
                 }
-                const int started = slow.started;
+                const int calls = probe.calls;
                 sleep_ms(50);
-                EXPECT_EQ(slow.started, started) << "ran after the free";
+                EXPECT_EQ(probe.calls, calls) << "ran after the free";
                 EXPECT_EQ(ListCount(), 0);
                 orv_timer_uninit();
             });
