@@ -38,10 +38,8 @@ namespace orv_test {
 // the native run.
 inline double time_scale() {
     const char *text = std::getenv("ORV_TEST_TIME_SCALE");
-    if (text == nullptr) return 1.0;
-    char *end = nullptr;
-    const double scale = std::strtod(text, &end);
-    return (end != text && scale >= 1.0) ? scale : 1.0;
+    const double scale = text != nullptr ? std::atof(text) : 1.0;
+    return scale >= 1.0 ? scale : 1.0;
 }
 
 inline long scaled_ms(long ms) { return static_cast<long>(static_cast<double>(ms) * time_scale()); }
@@ -105,11 +103,8 @@ class ScratchDir {
         }
     }
     ~ScratchDir() {
-        if (path_.empty()) return;
-        nftw(
-            path_.c_str(),
-            [](const char *p, const struct stat *, int, struct FTW *) { return ::remove(p); }, 16,
-            FTW_DEPTH | FTW_PHYS);
+        auto remove = [](const char *p, const struct stat *, int, FTW *) { return ::remove(p); };
+        if (!path_.empty()) nftw(path_.c_str(), remove, 16, FTW_DEPTH | FTW_PHYS);
     }
     ScratchDir(const ScratchDir &) = delete;
     ScratchDir &operator=(const ScratchDir &) = delete;
@@ -120,15 +115,11 @@ class ScratchDir {
 
     // Makes rel and its parents below the directory.
     bool mkdirs(const std::string &rel) const {
-        std::string at = path_;
-        size_t pos = 0;
-        while (pos <= rel.size()) {
-            const size_t end = std::min(rel.find('/', pos), rel.size());
-            at.append(1, '/').append(rel, pos, end - pos);
+        for (size_t end = rel.find('/');; end = rel.find('/', end + 1)) {
+            const std::string at = path_ + "/" + rel.substr(0, end);
             if (mkdir(at.c_str(), 0755) != 0 && errno != EEXIST) return false;
-            pos = end + 1;
+            if (end == std::string::npos) return true;
         }
-        return true;
     }
 
   private:
@@ -157,14 +148,13 @@ template <size_t N, char Fill = '\x5A'>
 struct Sentinel {
     char bytes[N];
     Sentinel() { std::memset(bytes, Fill, N); }
-    // The first byte at or after from that was written, or -1.
-    long written_from(size_t from = 0) const {
+    // No byte at or after from was written.
+    bool untouched(size_t from = 0) const {
         for (size_t i = from; i < N; ++i) {
-            if (bytes[i] != Fill) return static_cast<long>(i);
+            if (bytes[i] != Fill) return false;
         }
-        return -1;
+        return true;
     }
-    bool untouched(size_t from = 0) const { return written_from(from) < 0; }
     operator char *() { return bytes; }
 };
 
