@@ -5,7 +5,6 @@
 
 #include <sys/time.h>
 
-#include <iterator>
 #include <thread>
 #include <tuple>
 #include <utility>
@@ -15,22 +14,37 @@
 
 namespace {
 
-constexpr int32_t kFill = 0x5A5A5A5A;
-constexpr uint16_t kReserved = 0xBEEF;
-const char *const kSummer = "EST5EDT,M3.2.0,M11.1.0";
-
+// Record helpers, the same in the date text tests.
 std::string Fields(const orv_datetime_t &d) {
     char text[96];
     std::snprintf(text, sizeof text, "%d-%02d-%02d w%d %02d:%02d:%02d.%03d", d.year, d.month,
                   d.day, d.weekday, d.hour, d.minute, d.second, d.millisecond);
     return text;
 }
+std::string Fields(const orv_date_t &d, const orv_time_t &t) {
+    return Fields({d.year, d.month, d.day, d.weekday, t.hour, t.minute, t.second, t.millisecond});
+}
 orv_date_t DateOf(const orv_datetime_t &d) { return {d.year, d.month, d.day, d.weekday}; }
 orv_time_t TimeOf(const orv_datetime_t &d) { return {d.hour, d.minute, d.second, d.millisecond}; }
-orv_datetime_t Join(const orv_date_t &d, const orv_time_t &t) {
-    return {d.year, d.month, d.day, d.weekday, t.hour, t.minute, t.second, t.millisecond};
-}
+
+constexpr int32_t kFill = 0x5A5A5A5A;
+constexpr uint16_t kReserved = 0xBEEF;
 const orv_datetime_t kFilled{kFill, kFill, kFill, kFill, kFill, kFill, kFill, kFill};
+const char *const kSummer = "EST5EDT,M3.2.0,M11.1.0";
+
+// The local (0) and UTC (1) forms of each conversion and clock read.
+struct Way {
+    int (*to_dt)(int32_t, orv_datetime_t *), (*to_date)(int32_t, orv_date_t *),
+        (*to_time)(int32_t, orv_time_t *), (*from_ts)(const orv_timestamp_t *, orv_datetime_t *);
+    void (*get)(orv_datetime_t *), (*get_date)(orv_date_t *), (*get_time)(orv_time_t *),
+        (*get_ts)(orv_timestamp_t *);
+};
+const Way kWays[2] = {
+    {orv_time_t_to_datetime, orv_time_t_to_date, orv_time_t_to_time, orv_timestamp_to_datetime,
+     orv_get_datetime, orv_get_date, orv_get_time, orv_get_timestamp},
+    {orv_time_t_to_datetime_utc, orv_time_t_to_date_utc, orv_time_t_to_time_utc,
+     orv_timestamp_to_datetime_utc, orv_get_datetime_utc, orv_get_date_utc, orv_get_time_utc,
+     orv_get_timestamp_utc}};
 
 // What the C library makes of t, as the record the library should give.
 orv_datetime_t Expected(time_t t, int32_t ms, bool utc) {
@@ -39,11 +53,12 @@ orv_datetime_t Expected(time_t t, int32_t ms, bool utc) {
     return {tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, tm.tm_wday,
             tm.tm_hour,        tm.tm_min,     tm.tm_sec,  ms};
 }
+int UtcHour(time_t t) { return Expected(t, 0, true).hour; }
 
 // Runs body in a child with TZ set to tz and expects every check there to hold.
 template <class Body>
 void InZone(const char *tz, Body body) {
-    const orv_test::ChildResult child = orv_test::run_in_child([&] { setenv("TZ", tz, 1), tzset(), body(); });
+    const auto child = orv_test::run_in_child([&] { setenv("TZ", tz, 1), tzset(), body(); });
     EXPECT_TRUE(child.ok()) << "TZ=" << tz << ": " << child;
 }
 
@@ -52,9 +67,7 @@ void InZone(const char *tz, Body body) {
 template <class Read>
 bool ReadWithinOneSecond(Read read, timeval *before, timeval *after) {
     for (int attempt = 0; attempt < 5; ++attempt) {
-        gettimeofday(before, nullptr);
-        read();
-        gettimeofday(after, nullptr);
+        gettimeofday(before, nullptr), read(), gettimeofday(after, nullptr);
         if (before->tv_sec == after->tv_sec) return true;
     }
     return false;
@@ -64,137 +77,82 @@ bool ReadWithinOneSecond(Read read, timeval *before, timeval *after) {
 // to seconds by local rules, read as standard time, with weekday set to junk
 // and millisecond to ms_in, which the timestamp keeps the low 16 bits of.
 // Rows at midnight also go through the date form, rows on 1970-01-01
-// through the time form; -1 also stands for a refused conversion.
+// through the time form; -1 also stands for a refused conversion. A null
+// pointer is refused and leaves the record as it was.
 TEST(Calendar, SecondsAndFields) {
-    struct Row { const char *tz; char way; int32_t t; orv_datetime_t local; int32_t ms_in = 0; uint16_t ms = 0; };
+    struct Row { const char *tz; char way; int32_t t; orv_datetime_t local;
+                 int32_t ms_in = 0; uint16_t ms = 0; };
+    const char *const U = "UTC0", *const C = "CST-8", *const S = kSummer;
     const Row rows[] = {
-        {"UTC0", 'B', 0, {1970, 1, 1, 4, 0, 0, 0, 0}, 777, 777},  // Thursday
-        {"UTC0", 'B', 1578182400, {2020, 1, 5, 0, 0, 0, 0, 0}, 70000, 4464},  // Sunday is 0
-        {"UTC0", 'B', 1578096000, {2020, 1, 4, 6, 0, 0, 0, 0}, -1, 65535},  // Saturday is 6
-        {"UTC0", 'B', 951827696, {2000, 2, 29, 2, 12, 34, 56, 0}, 65536, 0},
-        {"UTC0", 'B', -1, {1969, 12, 31, 3, 23, 59, 59, 0}},
-        {"UTC0", 'B', INT32_MAX, {2038, 1, 19, 2, 3, 14, 7, 0}},
-        {"UTC0", 'B', INT32_MIN, {1901, 12, 13, 5, 20, 45, 52, 0}},
-        {"UTC0", 'F', 1583107200, {2020, 2, 31, 0, 0, 0, 0, 0}},  // normalised to 03-02
-        {"UTC0", 'F', -1, {2038, 1, 19, 0, 3, 14, 8, 0}},
-        {"UTC0", 'F', -1, {1901, 12, 13, 0, 20, 45, 51, 0}},
-        {"CST-8", 'B', 0, {1970, 1, 1, 4, 8, 0, 0, 0}, 999, 999},
-        {"CST-8", 'B', -28800, {1970, 1, 1, 4, 0, 0, 0, 0}},
-        {"CST-8", 'B', 1577923200 + 16 * 3600, {2020, 1, 3, 5, 0, 0, 0, 0}, 1, 1},
-        {kSummer, 'B', 1577923200, {2020, 1, 1, 3, 19, 0, 0, 0}},
-        {kSummer, 'S', 1593622800, {2020, 7, 1, 3, 13, 0, 0, 0}},
-        {kSummer, 'F', 1593622800, {2020, 7, 1, 3, 12, 0, 0, 0}},
+        {U, 'B', 0, {1970, 1, 1, 4, 0, 0, 0, 0}, 777, 777},  // Thursday
+        {U, 'B', 1578182400, {2020, 1, 5, 0, 0, 0, 0, 0}, 70000, 4464},  // Sunday is 0
+        {U, 'B', 1578096000, {2020, 1, 4, 6, 0, 0, 0, 0}, -1, 65535},  // Saturday is 6
+        {U, 'B', 951827696, {2000, 2, 29, 2, 12, 34, 56, 0}, 65536, 0},
+        {U, 'B', -1, {1969, 12, 31, 3, 23, 59, 59, 0}},
+        {U, 'B', INT32_MAX, {2038, 1, 19, 2, 3, 14, 7, 0}},
+        {U, 'B', INT32_MIN, {1901, 12, 13, 5, 20, 45, 52, 0}},
+        {U, 'F', 1583107200, {2020, 2, 31, 0, 0, 0, 0, 0}},  // normalised to 03-02
+        {U, 'F', -1, {2038, 1, 19, 0, 3, 14, 8, 0}}, {U, 'F', -1, {1901, 12, 13, 0, 20, 45, 51, 0}},
+        {C, 'B', 0, {1970, 1, 1, 4, 8, 0, 0, 0}, 999, 999},
+        {C, 'B', -28800, {1970, 1, 1, 4, 0, 0, 0, 0}},
+        {C, 'B', 1577923200 + 16 * 3600, {2020, 1, 3, 5, 0, 0, 0, 0}, 1, 1},
+        {S, 'B', 1577923200, {2020, 1, 1, 3, 19, 0, 0, 0}},
+        {S, 'S', 1593622800, {2020, 7, 1, 3, 13, 0, 0, 0}},
+        {S, 'F', 1593622800, {2020, 7, 1, 3, 12, 0, 0, 0}},
     };
     for (const Row &row : rows) {
-        InZone(row.tz, [&row] {
-            SCOPED_TRACE(::testing::Message() << row.tz << " t=" << row.t << " " << Fields(row.local));
-            const orv_timestamp_t ts{row.t, row.ms, kReserved};
+        InZone(row.tz, [&row, t = row.t] {
+            SCOPED_TRACE(::testing::Message() << row.tz << " t=" << t << " " << Fields(row.local));
+            const orv_timestamp_t ts{t, row.ms, kReserved};
             for (int utc = 0; utc < 2 && row.way != 'F'; ++utc) {
-                orv_datetime_t want = utc ? Expected(row.t, 0, true) : row.local, dt = kFilled, stamped = kFilled;
+                const Way &w = kWays[utc];
+                orv_datetime_t want = utc ? Expected(t, 0, true) : row.local, dt = kFilled, st = dt;
                 orv_date_t date = DateOf(kFilled);
                 orv_time_t time = TimeOf(kFilled);
-                EXPECT_EQ(utc ? orv_time_t_to_datetime_utc(row.t, &dt) + orv_time_t_to_date_utc(row.t, &date) +
-                                    orv_time_t_to_time_utc(row.t, &time) + orv_timestamp_to_datetime_utc(&ts, &stamped)
-                              : orv_time_t_to_datetime(row.t, &dt) + orv_time_t_to_date(row.t, &date) +
-                                    orv_time_t_to_time(row.t, &time) + orv_timestamp_to_datetime(&ts, &stamped),
-                          4);
-                EXPECT_EQ(Fields(dt) + Fields(Join(date, time)), Fields(want) + Fields(want)) << "utc " << utc;
+                EXPECT_EQ(w.to_dt(t, &dt) + w.to_date(t, &date) + w.to_time(t, &time) +
+                              w.from_ts(&ts, &st), 4);
+                EXPECT_EQ(w.to_dt(t, nullptr) + w.to_date(t, nullptr) + w.to_time(t, nullptr) +
+                              w.from_ts(nullptr, &st) + w.from_ts(&ts, nullptr), 0);
+                EXPECT_EQ(Fields(dt) + Fields(date, time), Fields(want) + Fields(want)) << utc;
                 want.millisecond = row.ms;
-                EXPECT_EQ(Fields(stamped), Fields(want)) << "utc " << utc;
+                EXPECT_EQ(Fields(st), Fields(want)) << "utc " << utc;
             }
             if (row.way == 'S') return;
             orv_datetime_t in = row.local;
             in.weekday = kFill, in.millisecond = row.ms_in;
             const orv_date_t date = DateOf(in);
             const orv_time_t time = TimeOf(in);
-            int32_t t = kFill, t_date = kFill, t_time = kFill;
-            orv_timestamp_t stamp{kFill, 0xA5A5, kReserved};
-            EXPECT_EQ(orv_datetime_to_time_t(&in, &t) + orv_datetime_to_timestamp(&in, &stamp) +
+            int32_t got = kFill, t_date = kFill, t_time = kFill;
+            orv_timestamp_t st{kFill, 0xA5A5, kReserved};
+            EXPECT_EQ(orv_datetime_to_time_t(&in, &got) + orv_datetime_to_timestamp(&in, &st) +
                           orv_date_to_time_t(&date, &t_date) + orv_time_to_time_t(&time, &t_time), 4);
-            EXPECT_EQ(std::tuple(t, stamp.seconds, stamp.milliseconds, stamp.reserved),
-                      std::tuple(row.t, row.t, row.ms, kReserved));
-            if (in.hour == 0 && in.minute == 0 && in.second == 0) { EXPECT_EQ(t_date, row.t) << "as a date"; }
-            if (in.year == 1970 && in.month == 1 && in.day == 1) { EXPECT_EQ(t_time, row.t) << "as a time"; }
+            EXPECT_EQ(orv_datetime_to_time_t(nullptr, &got) + orv_datetime_to_time_t(&in, nullptr) +
+                          orv_date_to_time_t(nullptr, &t_date) + orv_date_to_time_t(&date, nullptr) +
+                          orv_time_to_time_t(nullptr, &t_time) + orv_time_to_time_t(&time, nullptr) +
+                          orv_datetime_to_timestamp(nullptr, &st) +
+                          orv_datetime_to_timestamp(&in, nullptr), 0);
+            EXPECT_EQ(std::tuple(got, st.seconds, st.milliseconds, st.reserved),
+                      std::tuple(t, t, row.ms, kReserved));
+            if (in.hour == 0 && in.minute == 0 && in.second == 0) { EXPECT_EQ(t_date, t); }
+            if (in.year == 1970 && in.month == 1 && in.day == 1) { EXPECT_EQ(t_time, t); }
         });
     }
 }
 
-TEST(Calendar, NullPointersAreRefused) {
-    const orv_datetime_t dt{2020, 1, 2, 4, 3, 4, 5, 6};
-    const orv_date_t date = DateOf(dt);
-    const orv_time_t time = TimeOf(dt);
-    const orv_timestamp_t ts{1577923200, 6, 0};
-    int32_t t = kFill;
-    orv_timestamp_t ts_out{kFill, 0xA5A5, kReserved};
-    orv_datetime_t dt_out = kFilled;
-    const int results[] = {
-        orv_datetime_to_time_t(nullptr, &t), orv_date_to_time_t(nullptr, &t), orv_time_to_time_t(nullptr, &t),
-        orv_datetime_to_time_t(&dt, nullptr), orv_date_to_time_t(&date, nullptr), orv_time_to_time_t(&time, nullptr),
-        orv_datetime_to_timestamp(nullptr, &ts_out), orv_datetime_to_timestamp(&dt, nullptr),
-        orv_timestamp_to_datetime(nullptr, &dt_out), orv_timestamp_to_datetime_utc(nullptr, &dt_out),
-        orv_timestamp_to_datetime(&ts, nullptr), orv_timestamp_to_datetime_utc(&ts, nullptr),
-        orv_time_t_to_datetime(0, nullptr), orv_time_t_to_datetime_utc(0, nullptr), orv_time_t_to_date(0, nullptr),
-        orv_time_t_to_date_utc(0, nullptr), orv_time_t_to_time(0, nullptr), orv_time_t_to_time_utc(0, nullptr)};
-    for (size_t i = 0; i < std::size(results); ++i) EXPECT_EQ(results[i], 0) << "call " << i;
-    EXPECT_EQ(std::tuple(t, ts_out.seconds, Fields(dt_out)), std::tuple(kFill, kFill, Fields(kFilled)));
-    // The clock reads without a result do nothing for a null record.
-    orv_get_date(nullptr), orv_get_date_utc(nullptr), orv_get_time(nullptr), orv_get_time_utc(nullptr);
-    orv_get_timestamp(nullptr), orv_get_timestamp_utc(nullptr);
-}
-
-// Milliseconds are tv_usec / 1000 at the read. The UTC timestamp is the UTC
-// fields read as local time: it lies the zone's distance east below the
-// true seconds, and the local conversion gives the UTC fields back from it.
-TEST(Calendar, ClockReadsMatchSystemClock) {
-    for (const auto &[tz, east] : {std::pair{"UTC0", 0}, {"CST-8", 8 * 3600}, {"EST5", -5 * 3600}}) {
-        InZone(tz, [east = east] {
-            orv_datetime_t local{}, utc{};
-            orv_date_t date{}, date_utc{};
-            orv_time_t time{}, time_utc{};
-            orv_timestamp_t ts{kFill, 0xA5A5, kReserved}, ts_utc = ts;
-            timeval before, after;
-            ASSERT_TRUE(ReadWithinOneSecond([&] {
-                orv_get_datetime(&local), orv_get_datetime_utc(&utc), orv_get_date(&date), orv_get_date_utc(&date_utc);
-                orv_get_time(&time), orv_get_time_utc(&time_utc), orv_get_timestamp(&ts), orv_get_timestamp_utc(&ts_utc);
-            }, &before, &after));
-            for (int32_t ms : {local.millisecond, utc.millisecond, time.millisecond, time_utc.millisecond,
-                               int32_t{ts.milliseconds}, int32_t{ts_utc.milliseconds}})
-                EXPECT_TRUE(ms >= before.tv_usec / 1000 && ms <= after.tv_usec / 1000) << ms;
-            const time_t now = before.tv_sec;
-            EXPECT_EQ(Fields(local) + Fields(Join(date, time)),
-                      Fields(Expected(now, local.millisecond, false)) + Fields(Expected(now, time.millisecond, false)));
-            EXPECT_EQ(Fields(utc) + Fields(Join(date_utc, time_utc)),
-                      Fields(Expected(now, utc.millisecond, true)) + Fields(Expected(now, time_utc.millisecond, true)));
-            EXPECT_EQ(std::tuple(ts.seconds, ts_utc.seconds, ts.reserved, ts_utc.reserved),
-                      std::tuple(now, now - east, kReserved, kReserved));
-            orv_datetime_t back{};
-            ASSERT_EQ(orv_timestamp_to_datetime(&ts_utc, &back), 1);
-            EXPECT_EQ(Fields(back), Fields(Expected(now, ts_utc.milliseconds, true)));
-
-            // The local read re-reads the zone itself: a changed TZ counts at once.
-            setenv("TZ", "XXX-3", 1);
-            ASSERT_TRUE(ReadWithinOneSecond([&] { orv_get_datetime(&local); }, &before, &after));
-            EXPECT_EQ(Fields(local), Fields(Expected(before.tv_sec + 3 * 3600, local.millisecond, true)));
-        });
-    }
-}
-
-int UtcHour(time_t t) { return Expected(t, 0, true).hour; }
-int UtcMinute(time_t t) { return Expected(t, 0, true).minute; }
-
-// Worked out once, at the first call, and the same for concurrent first
-// calls; a later change of zone does not reach it.
-TEST(Calendar, TimezoneByZone) {
-    struct Row { const char *tz; int (*expect)(time_t first_call); };
+// The zone difference is worked out once, at the first call, and is the same
+// for concurrent first calls. The clock reads give the system clock's fields,
+// milliseconds as tv_usec / 1000; the timestamps read those fields as local
+// standard time. A changed TZ reaches the next local read, not the zone
+// difference. The part reads do nothing for a null record.
+TEST(Calendar, ClockReadsAndZone) {
+    struct Row { const char *tz; int zone; int (*vary)(time_t first_call) = nullptr; };
     const Row rows[] = {
-        {"UTC0", [](time_t) { return 0; }},    {"CST-8", [](time_t) { return 8; }}, {"EST5", [](time_t) { return -5; }},
-        {"XXX-11", [](time_t) { return 11; }}, {"XXX11", [](time_t) { return -11; }},
-        {"XXX-13", [](time_t) { return -11; }}, {"XXX-14", [](time_t) { return -10; }},
-        {"XXX-12", [](time_t t) { return UtcHour(t) < 12 ? 12 : -12; }},
-        {"XXX12", [](time_t t) { return UtcHour(t) >= 12 ? -12 : 12; }},
-        {"XXX-5:30", [](time_t t) { return UtcMinute(t) < 30 ? 5 : 6; }},
+        {"UTC0", 0}, {"CST-8", 8}, {"EST5", -5}, {"XXX-11", 11}, {"XXX11", -11}, {"XXX-13", -11},
+        {"XXX-14", -10}, {"XXX-12", 0, [](time_t t) { return UtcHour(t) < 12 ? 12 : -12; }},
+        {"XXX12", 0, [](time_t t) { return UtcHour(t) >= 12 ? -12 : 12; }},
+        {"XXX-5:30", 0, [](time_t t) { return Expected(t, 0, true).minute < 30 ? 5 : 6; }},
         // Summer time in force at the call counts: -4 in summer, -5 in winter.
-        {kSummer, [](time_t t) { std::tm tm{}; return static_cast<int>(localtime_r(&t, &tm)->tm_gmtoff / 3600); }},
+        {kSummer, 0, [](time_t t) { std::tm tm{}; return int(localtime_r(&t, &tm)->tm_gmtoff / 3600); }},
     };
     for (const Row &row : rows) {
         InZone(row.tz, [&row] {
@@ -205,14 +163,43 @@ TEST(Calendar, TimezoneByZone) {
             for (int32_t &value : seen) threads.emplace_back([&value] { value = orv_get_timezone(); });
             for (std::thread &thread : threads) thread.join();
             const time_t t1 = time(nullptr);
-            const int32_t value = seen[0];
-            for (int32_t other : seen) EXPECT_EQ(other, value);
+            const int32_t zone = seen[0];
+            for (int32_t other : seen) EXPECT_EQ(other, zone);
             // Either side of the call, should the hour or minute turn.
-            EXPECT_TRUE(value == row.expect(t0) || value == row.expect(t1)) << value;
-            EXPECT_EQ(g_orv_timezone, value);
+            auto expect = [&row](time_t t) { return row.vary ? row.vary(t) : row.zone; };
+            EXPECT_TRUE(zone == expect(t0) || zone == expect(t1)) << zone;
+
+            orv_datetime_t dt[2]{};
+            orv_date_t date[2]{};
+            orv_time_t time[2]{};
+            orv_timestamp_t ts[2] = {{kFill, 0xA5A5, kReserved}, {kFill, 0xA5A5, kReserved}};
+            timeval before, after;
+            for (const Way &w : kWays) w.get_date(nullptr), w.get_time(nullptr), w.get_ts(nullptr);
+            ASSERT_TRUE(ReadWithinOneSecond([&] {
+                for (int u : {0, 1}) {
+                    kWays[u].get(&dt[u]), kWays[u].get_date(&date[u]), kWays[u].get_time(&time[u]);
+                    kWays[u].get_ts(&ts[u]);
+                }
+            }, &before, &after));
+            const time_t now = before.tv_sec;
+            for (int u : {0, 1}) {
+                for (int32_t ms : {dt[u].millisecond, time[u].millisecond, int32_t{ts[u].milliseconds}})
+                    EXPECT_TRUE(ms >= before.tv_usec / 1000 && ms <= after.tv_usec / 1000) << ms;
+                EXPECT_EQ(Fields(dt[u]) + Fields(date[u], time[u]),
+                          Fields(Expected(now, dt[u].millisecond, u)) +
+                              Fields(Expected(now, time[u].millisecond, u))) << "utc " << u;
+            }
+            // So the UTC one lies the zone's standard distance east below the true seconds.
+            std::tm tm{};
+            const long summer = localtime_r(&now, &tm)->tm_isdst > 0 ? 3600 : 0;
+            EXPECT_EQ(std::tuple(ts[0].seconds, ts[1].seconds, ts[0].reserved, ts[1].reserved),
+                      std::tuple(now + summer, now - (tm.tm_gmtoff - summer), kReserved, kReserved));
+
             setenv("TZ", "XXX-3", 1);
-            tzset();
-            EXPECT_EQ(std::pair(orv_get_timezone(), g_orv_timezone), std::pair(value, value));
+            ASSERT_TRUE(ReadWithinOneSecond([&] { orv_get_datetime(&dt[0]); }, &before, &after));
+            const time_t later = before.tv_sec + 3 * 3600;
+            EXPECT_EQ(Fields(dt[0]), Fields(Expected(later, dt[0].millisecond, true)));
+            EXPECT_EQ(std::pair(orv_get_timezone(), g_orv_timezone), std::pair(zone, zone));
         });
     }
 }
