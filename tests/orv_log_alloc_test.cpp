@@ -1,9 +1,6 @@
-// A log call allocates nothing: the entry is built on the caller's stack and
-// copied into the ring. This executable replaces the allocator with counting
-// forwarders to the C library's own, so it is not built under the
-// sanitizers, which replace it too.
-#include <fcntl.h>
-
+// A log call allocates nothing: the entry is built on the caller's stack and copied
+// into the ring. This executable replaces the allocator with counting forwarders to
+// the C library's own, so it is not built under the sanitizers, which replace it too.
 #include <atomic>
 
 #include "orvsys/orv_log.h"
@@ -12,10 +9,7 @@
 namespace {
 std::atomic<bool> g_counting{false};
 std::atomic<long> g_calls{0};  // allocations and releases while counting
-void *counted(void *p) {
-    if (g_counting.load(std::memory_order_relaxed)) g_calls.fetch_add(1);
-    return p;
-}
+void *counted(void *p) { if (g_counting.load(std::memory_order_relaxed)) ++g_calls; return p; }
 }  // namespace
 
 extern "C" {

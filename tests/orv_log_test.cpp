@@ -3,11 +3,9 @@
 // case runs in a forked child rooted at a scratch installation tree.
 #include "orvsys/orv_log.h"
 
-#include <fcntl.h>
-
 #include <atomic>
-#include <string>
-#include <thread>
+#include <map>
+#include <regex>
 #include <vector>
 
 #include "internal/log.h"
@@ -29,20 +27,12 @@ std::string stamp(const orv_datetime_t &t) {
     return s;
 }
 
-std::string file_line(const orv_log_entry_t &e) {
-    return "[" + stamp(e.time) + "(" + kTag[style(e.level)] + ")]" + e.message + "\r\n";
-}
-
 // The messages of a log file's lines, space-separated; "-" without a file.
 std::string messages(const std::string &path) {
-    std::string text, out;
+    std::string text;
     if (!orv_test::read_file(path, &text)) return "-";
-    for (size_t at = 0, end; (end = text.find("\r\n", at)) != std::string::npos; at = end + 2) {
-        const std::string line = text.substr(at, end - at);
-        const size_t head = line.find(")]");
-        out.append(out.empty() ? "" : " ").append(line, head == line.npos ? 0 : head + 2);
-    }
-    return out;
+    text = std::regex_replace(text, std::regex("(?:\\[[^\\]]*\\])?([^\r\n]*)\r\n"), " $1");
+    return text.substr(text.empty() ? 0 : 1);
 }
 
 // What the body writes to stdout, caught in a file ("/dev/null" drops it).
@@ -91,79 +81,52 @@ TEST(LogOutput, ExactBytesByLevelExtAndFlag) {
         {2, 1, 'x', 'e', "%%%d", "%42"}, {3, 3, 'x', 'e', "m", "m"}, {-1, -1, 'u', '-', "", "m"},
     };
     in_log_child("[LOG]\nSaveSysDebug=1\nSaveSysWarn=0\n", [&](const Tree &tree) {
-        orv_log_entry_t raw{0, -1, {}, "m"}, before, after;
-        orv_get_datetime(&before.time);
+        orv_log_entry_t raw{0, -1, {}, "m"}, after;  // raw: for orv_log_write, and the start time
+        orv_get_datetime(&raw.time);
         const std::string console = console_of(tree / "console", [&] {
             for (const Row &r : rows) {
                 if (r.call == 'p') plain[r.level](r.format, 42, "x");
                 if (r.call == 'x') with_ext[r.level](r.ext, r.format, 42, "x");
                 raw.level = r.level;
-                orv_get_datetime(&raw.time);
                 EXPECT_TRUE(r.call == 'p' || r.call == 'x' || orv_log_write(&raw, r.call == 'w'));
             }
         });
         orv_get_datetime(&after.time);
-        std::string want_console, want[3];  // numbered, ext, none
+        std::string want_console;
+        std::map<char, std::string> want;  // by file
         int32_t cursor = 0;
         for (const Row &r : rows) {
             const orv_log_entry_t *e = orv_log_get(&cursor);
             ASSERT_NE(e, nullptr);
             EXPECT_TRUE(e->level == r.level && e->ext == r.ext && !strcmp(e->message, r.message))
                 << "level " << r.level << ", ext " << r.ext << ": " << e->message;
-            EXPECT_TRUE(stamp(before.time) <= stamp(e->time) && stamp(e->time) <= stamp(after.time))
+            EXPECT_TRUE(stamp(raw.time) <= stamp(e->time) && stamp(e->time) <= stamp(after.time))
                 << stamp(e->time);
             want_console += std::string("\033[") + kColour[style(e->level)] + "[" +
                             stamp(e->time) + "]" + e->message + "\033[0m\r\n";
-            want[r.file == 'n' ? 0 : r.file == 'e' ? 1 : 2] += file_line(*e);
+            want[r.file] += "[" + stamp(e->time) + "(" + kTag[style(e->level)] + ")]" + e->message +
+                            "\r\n";
         }
         EXPECT_TRUE(orv_log_get(&cursor) == nullptr && orv_log_get(nullptr) == nullptr);
         EXPECT_EQ(console, want_console);
-        EXPECT_EQ(read_file(tree / "run/log/t_1.txt"), want[0]);
-        EXPECT_EQ(read_file(tree / "run/log/t_ext_1.txt"), want[1]);
-    });
-}
-
-TEST(LogRing, CursorsCountAndWrap) {
-    in_log_child("", [](const Tree &) {
-        for (int i = 0; i < 5; ++i) orv_log_info("w%d", i);
-        const int32_t rows[][2] = {{250, 11}, {5, 0},   {3, 2},  {6, 255},      {0, 5},
-                                   {255, 6},  {256, 0}, {-1, 0}, {INT32_MIN, 0}};  // write slot 5
-        for (const auto &[cursor, count] : rows) {
-            EXPECT_TRUE(orv_log_count(cursor) == count && orv_log_has(cursor) == (count > 0))
-                << "cursor " << cursor << ": " << orv_log_count(cursor) << orv_log_has(cursor);
-        }
-        for (int i = 5; i < ORV_LOG_CAPACITY; ++i) orv_log_info("w%d", i);
-        // A full ring looks empty from slot 0.
-        int32_t cursor = 0;
-        EXPECT_TRUE(orv_log_get(&cursor) == nullptr && cursor == 0);
-        EXPECT_STREQ(g_orv_log_ctrl->entries[0].message, "w0");
-        orv_log_info("w256");
-        EXPECT_EQ(orv_log_count(255), 2);
-        cursor = 255;
-        for (const char *m : {"w255", "w256", "-"}) {
-            const orv_log_entry_t *e = orv_log_get(&cursor);
-            EXPECT_EQ(e ? e->message : "-", std::string(m));
-        }
-        EXPECT_EQ(cursor, 1);
-        cursor = 200;
-        orv_log_sync(&cursor);
-        EXPECT_EQ(cursor, 1);
+        EXPECT_EQ(read_file(tree / "run/log/t_1.txt"), want['n']);
+        EXPECT_EQ(read_file(tree / "run/log/t_ext_1.txt"), want['e']);
     });
 }
 
 // Before the start every call does nothing; a second start keeps the first
-// name; each start reads the settings, a running log never again.
-TEST(LogInit, LifecycleAndSettings) {
+// name; each start reads the settings, a running log never again. Then the
+// cursors of a fresh ring, and its wrap.
+TEST(LogRing, LifecycleSettingsCursorsAndWrap) {
     // ini: null for no settings file; expected: lang,error,warn,debug,info,count,size.
     struct Row { const char *ini, *expected; } const rows[] = {
         {"[LOG]\nLang=-3\nSaveSysError=F\nSaveSysWarn=false\n", "1,0,0,0,0,2,2097152"},
-        {nullptr, "0,1,1,0,0,2,2097152"},
         {"[LOG]\nLang=2\nSaveSysError=N\nSaveSysWarn=0\nSaveSysDebug=Y\nSaveSysInfo=1\n"
          "MaxFileCount=7\nMaxFileSize=0x10\n", "1,0,0,1,1,7,16777216"},
         {"[LOG]\nMaxFileCount=0\nMaxFileSize=0\n", "0,1,1,0,0,0,0"},
         {"[LOG]\nMaxFileSize=2047\n", "0,1,1,0,0,2,2146435072"},  // 2048 and above overflow
         {"[LOG]\nMaxFileSize=2048\n", "0,1,1,0,0,2,2097152"},
-        {"[LOG]\nMaxFileSize=-1\n", "0,1,1,0,0,2,2097152"},
+        {"[LOG]\nMaxFileSize=-1\n", "0,1,1,0,0,2,2097152"}, {nullptr, "0,1,1,0,0,2,2097152"},
     };
     Tree tree;  // without run/log: saved entries go nowhere and make nothing
     ASSERT_TRUE(tree.ready());
@@ -200,6 +163,27 @@ TEST(LogInit, LifecycleAndSettings) {
             EXPECT_TRUE(orv_log_lang() == c.lang && c.capacity == 256 && c.file_index == 1 &&
                         orv_log_count(0) == 0);
         }
+        for (int i = 0; i < 5; ++i) orv_log_info("w%d", i);
+        const int32_t counts[][2] = {{250, 11}, {5, 0},   {3, 2},  {6, 255},      {0, 5},
+                                     {255, 6},  {256, 0}, {-1, 0}, {INT32_MIN, 0}};  // write slot 5
+        for (const auto &[from, count] : counts) {
+            EXPECT_TRUE(orv_log_count(from) == count && orv_log_has(from) == (count > 0))
+                << "cursor " << from << ": " << orv_log_count(from) << orv_log_has(from);
+        }
+        for (int i = 5; i < ORV_LOG_CAPACITY; ++i) orv_log_info("w%d", i);
+        cursor = 0;  // a full ring looks empty from slot 0
+        EXPECT_TRUE(orv_log_get(&cursor) == nullptr && cursor == 0);
+        EXPECT_STREQ(g_orv_log_ctrl->entries[0].message, "w0");
+        orv_log_info("w256");
+        cursor = 255;
+        for (const char *m : {"w255", "w256", "-"}) {
+            const orv_log_entry_t *e = orv_log_get(&cursor);
+            EXPECT_STREQ(e ? e->message : "-", m);
+        }
+        EXPECT_EQ(cursor, 1);
+        cursor = 200;
+        orv_log_sync(&cursor);
+        EXPECT_EQ(cursor, 1);
     });
     EXPECT_TRUE(child.ok()) << child;
     const std::string &out = child.output;
@@ -285,10 +269,7 @@ TEST(LogRing, ReaderFollowsFourWriters) {
                 });
             }
             for (int32_t cursor = 0; consumed < kThreads * per_thread;) {
-                if (!orv_log_has(cursor)) {  // nothing new yet
-                    std::this_thread::yield();
-                    continue;
-                }
+                while (!orv_log_has(cursor)) std::this_thread::yield();  // a next one will come
                 const int32_t waiting = orv_log_count(cursor);
                 const orv_log_entry_t entry = *orv_log_get(&cursor);
                 ++consumed;

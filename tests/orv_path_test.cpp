@@ -4,9 +4,6 @@
 // root is fixed once per process, so its cases run in forked children.
 #include "orvsys/orv_path.h"
 
-#include <climits>
-#include <string>
-
 #include "orvsys/orv_safestr.h"
 #include "support/orv_test.h"
 
@@ -22,14 +19,9 @@ std::string self_path() {
 }
 
 TEST(PathText, SplitTable) {
-    struct Row {
-        TextOp op;
-        const char *path;
-        int32_t size;
-        const char *expected;  // null: refused
-    };
     const TextOp dir = orv_path2, name = orv_filename2, ext = orv_extname2;
-    const Row rows[] = {
+    // expected null: refused.
+    struct Row { TextOp op; const char *path; int32_t size; const char *expected; } const rows[] = {
         {dir, "/usr/lib/x.so", 64, "/usr/lib"}, {dir, "/usr/lib///", 64, "/usr/lib"},
         {dir, "/usr//lib", 64, "/usr"}, {dir, "abc", 64, ""}, {dir, "/", 64, ""},
         {dir, "/x/a\\b", 64, "/x"}, {dir, "/usr", 0, nullptr}, {dir, nullptr, 64, nullptr},
@@ -58,13 +50,12 @@ TEST(PathSelf, ReadsOfOwnPath) {
     Sentinel<PATH_MAX> buf;
     EXPECT_TRUE(!orv_filename(buf, 0) && !orv_extname(nullptr, 64) && buf.untouched());
     EXPECT_TRUE(!orv_fullpath(buf, len) && !orv_path(buf, len)) << "no room for the terminator";
-    ASSERT_EQ(orv_fullpath(buf, len + 1), buf.bytes);
-    EXPECT_EQ(buf.bytes, self);
+    EXPECT_TRUE(orv_fullpath(buf, len + 1) == buf.bytes && buf.bytes == self) << buf.bytes;
     EXPECT_TRUE(buf.untouched(static_cast<size_t>(len) + 1));
-    ASSERT_EQ(orv_path(buf, len + 1), buf.bytes);
-    EXPECT_EQ(buf.bytes, self.substr(0, self.rfind('/')));
-    ASSERT_EQ(orv_filename(buf, 4), buf.bytes);
-    EXPECT_STREQ(buf.bytes, "orv");  // of orv_path_test, which has no extension
+    EXPECT_TRUE(orv_path(buf, len + 1) == buf.bytes && buf.bytes == self.substr(0, self.rfind('/')))
+        << buf.bytes;
+    // Of orv_path_test, which has no extension.
+    EXPECT_TRUE(orv_filename(buf, 4) == buf.bytes && std::string(buf.bytes) == "orv") << buf.bytes;
     EXPECT_EQ(orv_extname(buf, 64), nullptr);
 }
 
@@ -72,11 +63,8 @@ TEST(PathMake, NestedExistingAndBlocked) {
     orv_test::ScratchDir dir;
     const mode_t mask = umask(022);
     ASSERT_TRUE(dir.ok() && orv_test::write_file(dir / "plain", ""));
-    struct Row {
-        std::string path;
-        int expected;
-        const char *made;  // a directory that must exist afterwards
-    } const rows[] = {
+    // made: a directory that must exist afterwards.
+    struct Row { std::string path; int expected; const char *made; } const rows[] = {
         {dir / "a//b/", 0, "a/b"}, {dir / "/p/q///r", 0, "p/q/r"}, {dir / "a/b", 0, "a/b"},
         {dir.path() + "/", 0, "a"}, {"/", 0, nullptr}, {"///", 0, nullptr}, {"", -1, nullptr},
         {dir / "plain", -1, nullptr}, {dir / "plain/", -1, nullptr},
@@ -100,11 +88,8 @@ TEST(PathRoot, DerivedFromExecutableDirectory) {
     ASSERT_TRUE(tree.ready());
     const std::string real = self_path();
     const std::string limit = "/" + std::string(250, 'd') + "/bin";  // 255: the field's limit
-    struct Row {
-        std::string exe_dir;  // "": no seam, the real executable; "-": unreadable
-        std::string root;
-        const char *preset_dll;
-    } const rows[] = {
+    // exe_dir "": no seam, the real executable; "-": unreadable.
+    struct Row { std::string exe_dir, root; const char *preset_dll; } const rows[] = {
         {tree / "bin", tree.path(), nullptr}, {tree / "top\\bin", tree / "top", nullptr},
         {limit, limit.substr(0, 251), nullptr}, {limit + "x", "", nullptr}, {"-", "", nullptr},
         {tree / "bin", tree.path(), "/opt/plugins"},
@@ -113,9 +98,8 @@ TEST(PathRoot, DerivedFromExecutableDirectory) {
     for (const Row &row : rows) {
         const auto child = orv_test::run_in_child([&] {
             if (row.preset_dll != nullptr) orv_strncpy_safe(g_orv_dll_dir, row.preset_dll, 512);
-            if (!row.exe_dir.empty()) {
-                orv_rootdir_seam(row.exe_dir == "-" ? nullptr : row.exe_dir.c_str());
-            }
+            const char *exe = row.exe_dir == "-" ? nullptr : row.exe_dir.c_str();
+            if (!row.exe_dir.empty()) orv_rootdir_seam(exe);
             const char *dll = orv_dll_dir();  // fixes the root on its own
             EXPECT_TRUE(dll == g_orv_dll_dir && orv_rootdir() == g_orv_rootdir);
             EXPECT_EQ(std::string(g_orv_rootdir), row.root);
