@@ -59,12 +59,10 @@ void InZone(const char *tz, Body body) {
     EXPECT_TRUE(child.ok()) << "TZ=" << tz << ": " << child;
 }
 
-// Seconds to fields (S), fields to seconds (F) or both ways (B). Fields go
-// to seconds by local rules, read as standard time, with weekday set to junk
-// and millisecond to ms_in, which the timestamp keeps the low 16 bits of.
-// Rows at midnight also go through the date form, rows on 1970-01-01
-// through the time form; -1 also stands for a refused conversion. A null
-// pointer is refused and leaves the record as it was.
+// Seconds to fields (S), fields to seconds (F) or both (B): by local rules as
+// standard time, weekday junk, millisecond ms_in (the timestamp keeps its low
+// 16 bits). Midnight rows also take the date form, 1970-01-01 rows the time
+// form; -1 is also a refusal. Null pointers are refused, the record kept.
 TEST(Calendar, SecondsAndFields) {
     struct Row { const char *tz; char way; int32_t t; orv_datetime_t local;
                  int32_t ms_in = 0; uint16_t ms = 0; };
@@ -125,11 +123,10 @@ TEST(Calendar, SecondsAndFields) {
     }
 }
 
-// The zone difference is worked out once, at the first call, and is the same
-// for concurrent first calls. The clock reads give the system clock's fields,
-// milliseconds as tv_usec / 1000; the timestamps read those fields as local
-// standard time. A changed TZ reaches the next local read, not the zone
-// difference. The part reads do nothing for a null record.
+// The zone difference is worked out once, at the first call, the same for
+// concurrent first calls. The reads give the clock's fields, milliseconds
+// tv_usec / 1000, and the timestamps those fields read as local standard time;
+// a changed TZ reaches the next local read, not the zone difference.
 TEST(Calendar, ClockReadsAndZone) {
     struct Row { const char *tz; int zone; int (*vary)(time_t first_call) = nullptr; };
     const Row rows[] = {
@@ -160,6 +157,7 @@ TEST(Calendar, ClockReadsAndZone) {
             orv_time_t hms[2]{};
             orv_timestamp_t ts[2] = {{kFill, 0xA5A5, kReserved}, {kFill, 0xA5A5, kReserved}};
             timeval before, after;
+            // The part reads do nothing for a null record.
             orv_get_date(nullptr), orv_get_time(nullptr), orv_get_timestamp(nullptr);
             orv_get_date_utc(nullptr), orv_get_time_utc(nullptr), orv_get_timestamp_utc(nullptr);
             // Retried while a second boundary falls between before and after.

@@ -2,9 +2,6 @@
 // the behaviour; the drivers and store operations only for what they cannot.
 #include "orvsys/orv_datetext.h"
 
-#include <cstdio>
-#include <cstring>
-#include <string>
 #include <tuple>
 #include <vector>
 
@@ -47,11 +44,10 @@ using Orders = std::vector<int>;
 const Orders kAny = {1, 2, 3, 0, 7, -1}, kFirst = {1, 0, 7}, kDay = {2}, kYear = {3};
 const Orders kFirstOrYear = {1, 3, 0, 7}, kFirstOrDay = {1, 2, 0, 7};
 
-// Each text through all three public reads: the date (year 0: refused)
-// in each of the orders, the time (hour -1: refused), and both, which pass
-// only where both pass; a refusal leaves the record alone. A four-digit token
-// is the year and a month name the month; the order settles only the rest.
-// A zone designator is read but never shifts the time.
+// Each text through the date read (year 0: refused) in each order, the time
+// read (hour -1: refused) and both, which pass where both pass; a refusal
+// leaves the record alone. A four-digit token is the year and a month name
+// the month; the order settles the rest. A zone is read but never applied.
 TEST(Datetext, PublicReads) {
     struct Row { const char *text;
                  struct { int32_t year = 0, month = 0, day = 0; } date = {};
@@ -63,8 +59,7 @@ TEST(Datetext, PublicReads) {
         {"12-30-45", {}, {}, kDay}, {"12-30-45", {}, {}, kYear},
         {"20-01-02 12:30", {2002, 1, 20}, {12, 30}, kDay},
         {"20-01-02 12:30", {2020, 1, 2}, {12, 30}, kYear}, {"20-01-02 12:30", {}, {12, 30}, kFirst},
-        {"12-25-2020", {2020, 12, 25}, {}, kFirstOrYear}, {"25-12-2020", {2020, 12, 25}, {}, kDay},
-        {"12-25-2020", {}, {}, kDay}, {"25-12-2020", {}, {}, kFirstOrYear},
+        {"12-25-2020", {2020, 12, 25}, {}, kFirstOrYear}, {"12-25-2020", {}, {}, kDay},
         {"12/25/68", {2068, 12, 25}, {}, kFirst}, {"12/25/69", {1969, 12, 25}, {}, kFirst},
         {"20-MAR-05", {2005, 3, 20}, {}, kFirstOrDay}, {"20-MAR-05", {2020, 3, 5}, {}, kYear},
         {"2020/1/2", {2020, 1, 2}}, {"jan/02/20", {2020, 1, 2}}, {"02-Feb-2020", {2020, 2, 2}},
@@ -109,7 +104,7 @@ TEST(Datetext, PublicReads) {
         const orv_datetime_t want{row.date.year, row.date.month, row.date.day, 0, row.time.hour,
                                   row.time.minute, row.time.second, row.time.millisecond};
         for (int order : row.orders) {
-            SCOPED_TRACE(::testing::Message() << (row.text ? row.text : "null") << " order " << order);
+            SCOPED_TRACE(testing::Message() << (row.text ? row.text : "null") << " @" << order);
             orv_date_t date = DateOf(none);
             orv_time_t time = TimeOf(none);
             orv_datetime_t both = none;
@@ -134,13 +129,16 @@ TEST(Datetext, PublicReads) {
 
 // What the public records drop: the fraction is cut, never rounded, to
 // three, six and nine digits; the zone is kept as written; the tail is the
-// "(" that stopped the scan. A part not asked for stays zero.
+// "(" that stopped the scan. A part not asked for stays zero. The store
+// operations clear their own fields first, whatever follows, and nothing
+// else, even for null tokens; a full stop with no digits behind it ends the
+// time and becomes " " in the caller's tokens.
 int Parse(char part, const char *text, orv_datetime_text_t *result) {
     return part == 'd'   ? parseDateText(text, 1, result)
            : part == 't' ? parseTimeText(text, result)
                          : parseDateTimeText(text, 1, result);
 }
-TEST(Datetext, DriverResults) {
+TEST(Datetext, DriversAndStores) {
     const struct { const char *text; char part; const char *want; } rows[] = {
         {"12:30:45.0000005z", 't', "0-0-0 12:30:45.0/0/500 Z0:0 01 @-1"},
         {"1:02:03.25PM", 't', "0-0-0 1:2:3.250/250000/250000000 _0:0 01 @-1"},
@@ -159,7 +157,22 @@ TEST(Datetext, DriverResults) {
     orv_datetime_text_t r = Filled();
     EXPECT_EQ(Parse('d', nullptr, &r) + Parse('t', nullptr, &r) + Parse('b', nullptr, &r) +
                   Parse('d', "2020-01-02", nullptr) + Parse('t', "12:30", nullptr) +
-                  Parse('b', "2020-01-02 12:30:45", nullptr) + Parse('b', "2020-01-02 12:30", nullptr), 7);
+                  Parse('b', "2020-01-02 12:30:45", nullptr) +
+                  Parse('b', "2020-01-02 12:30", nullptr), 7);
+
+    // digits, value, scale, delim, text
+    orv_date_token_t bad_month[] = {{2, 13, 1, '-', {}}, {1, 1, 1, '-', {}}, {4, 2020, 1, ' ', {}}};
+    orv_date_token_t stop[] = {{2, 12, 1, ':', {}}, {2, 30, 1, ':', {}}, {2, 45, 1, '.', {}},
+                               {0, 0, 1, ' ', {}}};
+    orv_datetime_text_t date = Filled(), time = Filled(), none = Filled();
+    EXPECT_EQ(storeDateValue(bad_month, 1, &date) * 10 + storeTimeValue(stop, &time), 10);
+    EXPECT_EQ(std::tuple(date.year, date.month, date.day, date.has_date, date.hour),
+              std::tuple(0, 0, 0, 0, Filled().hour));
+    EXPECT_EQ(std::tuple(stop[2].delim, time.second, time.year),
+              std::tuple(' ', 45, Filled().year));
+    EXPECT_EQ(storeDateValue(nullptr, 1, &none) + storeTimeValue(nullptr, &none), 2);
+    EXPECT_EQ(Fields(none, none.tail), "0-0-0 0:0:0.0/0/0 _0:0 00 @0");
+    EXPECT_EQ(storeDateValue(bad_month, 1, nullptr) + storeTimeValue(stop, nullptr), 2);
 }
 
 // The plain "YYYY-MM-DD HH:MM:SS" form is read in one pass and must give
@@ -178,32 +191,14 @@ TEST(Datetext, OnePassFormAgreesWithTheScan) {
                 for (int field = 0; field < 5; ++field) {
                     std::string f[5] = {"01", "02", "12", "30", "45"};
                     f[field] = two;
-                    agree(year + "-" + f[0] + "-" + f[1] + separator + f[2] + ":" + f[3] + ":" + f[4]);
+                    agree(year + "-" + f[0] + "-" + f[1] + separator + f[2] + ":" + f[3] + ":" +
+                          f[4]);
                 }
     for (const char *near : {"2020-01-02T12:30:45Z", "2020-01-02T12:30:4", "2020-01-02 12:30:45 ",
                              "2020/01/02 12:30:45", "2020-01-02  12:30:45", "2020-01-02T12:30:45.5",
                              "2020-1-02T12:30:45", "2020-01-02X12:30:45", "+020-01-02T12:30:45",
                              "2020-01-02T12-30:45"})
         agree(near);
-}
-
-// Called directly, the store operations clear their own fields first,
-// whatever follows, and nothing else; a full stop with no digits behind it
-// ends the time and becomes " " in the caller's tokens. Null tokens still
-// clear, and leave the tail ("@0": the sentinel) alone.
-TEST(Datetext, StoreOperationsDirect) {
-    // digits, value, scale, delim, text
-    orv_date_token_t bad_month[3] = {{2, 13, 1, '-', {}}, {1, 1, 1, '-', {}}, {4, 2020, 1, ' ', {}}};
-    orv_date_token_t stop[] = {{2, 12, 1, ':', {}}, {2, 30, 1, ':', {}}, {2, 45, 1, '.', {}},
-                               {0, 0, 1, ' ', {}}};
-    orv_datetime_text_t date = Filled(), time = Filled(), none = Filled();
-    EXPECT_EQ(storeDateValue(bad_month, 1, &date) * 10 + storeTimeValue(stop, &time), 10);
-    EXPECT_EQ(std::tuple(date.year, date.month, date.day, date.has_date, date.hour),
-              std::tuple(0, 0, 0, 0, Filled().hour));
-    EXPECT_EQ(std::tuple(stop[2].delim, time.second, time.year), std::tuple(' ', 45, Filled().year));
-    EXPECT_EQ(storeDateValue(nullptr, 1, &none) + storeTimeValue(nullptr, &none), 2);
-    EXPECT_EQ(Fields(none, none.tail), "0-0-0 0:0:0.0/0/0 _0:0 00 @0");
-    EXPECT_EQ(storeDateValue(bad_month, 1, nullptr) + storeTimeValue(stop, nullptr), 2);
 }
 
 }  // namespace
