@@ -1,6 +1,5 @@
-// The process log: its ring, exact console and file bytes, settings, rotation
-// and concurrent writers. The log and the root belong to the process, so each
-// case runs in a forked child rooted at a scratch installation tree.
+// The process log: its ring, exact console and file bytes, settings, rotation and concurrent
+// writers. The log and the root belong to the process, so each case runs in a forked child.
 #include "orvsys/orv_log.h"
 
 #include <atomic>
@@ -48,8 +47,8 @@ std::string console_of(const std::string &path, Body body) {
     return read_file(path);
 }
 
-// Runs body(tree) after orv_log_init("t") in a forked child rooted at a fresh
-// tree with run/log and these settings (null: no file).
+// Runs body(tree) after orv_log_init("t") in a forked child rooted at a fresh tree with
+// run/log and these settings (null: no file).
 template <class Body>
 void in_log_child(const char *ini, Body body) {
     Tree tree;
@@ -62,8 +61,8 @@ void in_log_child(const char *ini, Body body) {
     EXPECT_TRUE(child.ok()) << child;
 }
 
-// Each entry lands in the ring, on the console and in the file it belongs
-// to, its message formatted, cut at 127 characters, empty for no format.
+// Each entry lands in the ring, on the console and in the file it belongs to, its message
+// formatted, cut at 127 characters, empty for no format.
 TEST(LogOutput, ExactBytesByLevelExtAndFlag) {
     void (*const plain[])(const char *, ...) = {orv_log_debug, orv_log_info, orv_log_warn,
                                                 orv_log_error};
@@ -192,11 +191,10 @@ TEST(LogRing, LifecycleSettingsCursorsAndWrap) {
     EXPECT_FALSE(orv_test::exists(tree / "run"));
 }
 
-// The numbered files rotate through MaxFileCount names (with 0 or 1 the
-// number stays); ext entries take the first ext file below the limit, else
-// empty the older by whole-second modification time, the first at a tie. A
-// line "[<time>(inf)]rNN\r\n" is 35 bytes; the limit is checked before a
-// write, and a file at it is full (a limit of 0: each entry moves on).
+// The numbered files rotate through MaxFileCount names (with 0 or 1 the number stays); ext
+// entries take the first ext file below the limit, else empty the older by whole-second
+// modification time, the first at a tie. A line "[<time>(inf)]rNN\r\n" is 35 bytes; the
+// limit is checked before a write, and a file at it is full (at 0, each entry moves on).
 TEST(LogFile, RotationTable) {
     const time_t t = 1700000000;
     const char *const F = "old full\r\n";  // 10 bytes: full at a limit of 10
@@ -238,10 +236,9 @@ TEST(LogFile, RotationTable) {
     }
 }
 
-// A reader follows the ring with its own cursor while four threads write
-// and save to small rotating files. Writers hold back while the reader is
-// 128 entries behind, so it is never overtaken: it must see every entry
-// once, whole and in each thread's order, and so must the files.
+// A reader follows the ring with its own cursor while four threads write and save to small
+// rotating files. Writers hold back while the reader is 128 entries behind, so it is never
+// overtaken: it must see every entry once, whole and in each thread's order; so must the files.
 TEST(LogRing, ReaderFollowsFourWriters) {
     constexpr int kThreads = 4, kBehind = 128;
     constexpr size_t kLimit = 8192;

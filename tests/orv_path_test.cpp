@@ -1,7 +1,6 @@
-// Path text operations, orv_mkpath, the executable's own path, and the
-// installation root. Outputs are sentinel-filled: a refusal leaves the whole
-// buffer alone, a success writes nothing past the size it was given. The
-// root is fixed once per process, so its cases run in forked children.
+// Path text operations, orv_mkpath, the executable's own path, and the installation root.
+// Outputs are sentinel-filled: a refusal leaves the whole buffer alone, a success writes
+// nothing past the size it was given. The root is fixed once per process: forked children.
 #include "orvsys/orv_path.h"
 
 #include "orvsys/orv_safestr.h"
@@ -42,8 +41,8 @@ TEST(PathText, SplitTable) {
     EXPECT_EQ(orv_path2("/a/b", nullptr, 64), nullptr);
 }
 
-// Each read of the executable's path needs room for the whole path and its
-// terminator, even when the result is shorter.
+// Each read of the executable's path needs room for all of it and its terminator, even when
+// the result is shorter.
 TEST(PathSelf, ReadsOfOwnPath) {
     const std::string self = self_path();
     const int32_t len = static_cast<int32_t>(self.size());
