@@ -32,6 +32,9 @@ void InChild(Body body, int signo = kSigNo) {
     EXPECT_TRUE(r.ok()) << r;
 }
 
+// Threads of this process, compared once steady: a sanitizer may start a
+// helper at the first thread, and under an emulator a joined thread stays
+// listed a while.
 int TaskCount() {
     DIR *dir = opendir("/proc/self/task");
     int count = 0;
@@ -40,9 +43,6 @@ int TaskCount() {
     return count;
 }
 
-// The thread count before the service starts, once steady: a sanitizer may
-// start a helper at the first thread, and under an emulator a joined thread
-// stays listed a while.
 int TasksBefore() {
     std::thread([] {}).join();
     int count = -1;
@@ -55,9 +55,7 @@ int TasksBefore() {
     return count;
 }
 
-bool TasksBackTo(int tasks) {
-    return wait_for([tasks] { return TaskCount() == tasks; }, 2000);
-}
+bool TasksBackTo(int tasks) { return wait_for([tasks] { return TaskCount() == tasks; }, 2000); }
 
 // The list under the service lock, since workers may change it.
 int ListCount() {
