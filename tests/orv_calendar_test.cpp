@@ -14,18 +14,9 @@
 
 namespace {
 
-// Record helpers, the same in the date text tests.
-std::string Fields(const orv_datetime_t &d) {
-    char text[96];
-    std::snprintf(text, sizeof text, "%d-%02d-%02d w%d %02d:%02d:%02d.%03d", d.year, d.month,
-                  d.day, d.weekday, d.hour, d.minute, d.second, d.millisecond);
-    return text;
-}
-std::string Fields(const orv_date_t &d, const orv_time_t &t) {
-    return Fields({d.year, d.month, d.day, d.weekday, t.hour, t.minute, t.second, t.millisecond});
-}
-orv_date_t DateOf(const orv_datetime_t &d) { return {d.year, d.month, d.day, d.weekday}; }
-orv_time_t TimeOf(const orv_datetime_t &d) { return {d.hour, d.minute, d.second, d.millisecond}; }
+using orv_test::DateOf;
+using orv_test::Fields;
+using orv_test::TimeOf;
 
 constexpr int32_t kFill = 0x5A5A5A5A;
 constexpr uint16_t kReserved = 0xBEEF;

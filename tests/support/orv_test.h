@@ -25,6 +25,7 @@
 #include <thread>
 
 #include "internal/path.h"
+#include "orvsys/orv_calendar.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/lsan_interface.h>
@@ -157,6 +158,22 @@ struct Sentinel {
     }
     operator char *() { return bytes; }
 };
+
+// ---- Calendar records ----------------------------------------------------------
+// A record as one text, so a table row's mismatch shows every field.
+inline std::string Fields(const orv_datetime_t &d) {
+    char text[96];
+    std::snprintf(text, sizeof text, "%d-%02d-%02d w%d %02d:%02d:%02d.%03d", d.year, d.month,
+                  d.day, d.weekday, d.hour, d.minute, d.second, d.millisecond);
+    return text;
+}
+inline std::string Fields(const orv_date_t &d, const orv_time_t &t) {
+    return Fields({d.year, d.month, d.day, d.weekday, t.hour, t.minute, t.second, t.millisecond});
+}
+inline orv_date_t DateOf(const orv_datetime_t &d) { return {d.year, d.month, d.day, d.weekday}; }
+inline orv_time_t TimeOf(const orv_datetime_t &d) {
+    return {d.hour, d.minute, d.second, d.millisecond};
+}
 
 // ---- Child processes ---------------------------------------------------------
 struct ChildResult {
