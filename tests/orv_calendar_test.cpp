@@ -1,6 +1,5 @@
-// Calendar records, the clock reads and the zone difference. Each case that
-// depends on the zone runs in a forked child that sets TZ to a POSIX rule:
-// the test process keeps its zone, and the zone difference starts unset.
+// Calendar records, the clock reads and the zone difference. Each zone-dependent case runs in a
+// forked child with a POSIX TZ rule: the test keeps its zone, the zone difference starts unset.
 #include "orvsys/orv_calendar.h"
 
 #include <sys/time.h>
@@ -50,10 +49,9 @@ void InZone(const char *tz, Body body) {
     EXPECT_TRUE(child.ok()) << "TZ=" << tz << ": " << child;
 }
 
-// Seconds to fields (S), fields to seconds (F) or both (B): by local rules as
-// standard time, weekday junk, millisecond ms_in (the timestamp keeps its low
-// 16 bits). Midnight rows also take the date form, 1970-01-01 rows the time
-// form; -1 is also a refusal. Null pointers are refused, the record kept.
+// Seconds to fields (S), fields to seconds (F) or both (B): local rules as standard time, weekday
+// junk, millisecond ms_in (the timestamp keeps its low 16 bits). Midnight rows also take the date
+// form, 1970-01-01 rows the time form; -1 is also a refusal. Null pointers are refused.
 TEST(Calendar, SecondsAndFields) {
     struct Row { const char *tz; char way; int32_t t; orv_datetime_t local;
                  int32_t ms_in = 0; uint16_t ms = 0; };
@@ -114,10 +112,9 @@ TEST(Calendar, SecondsAndFields) {
     }
 }
 
-// The zone difference is worked out once, at the first call, the same for
-// concurrent first calls. The reads give the clock's fields, milliseconds
-// tv_usec / 1000, and the timestamps those fields read as local standard time;
-// a changed TZ reaches the next local read, not the zone difference.
+// The zone difference is worked out once, at the first call, the same for concurrent first calls.
+// The reads give the clock's fields, milliseconds tv_usec / 1000, and the timestamps those fields
+// read as local standard time; a changed TZ reaches the next local read, not the zone difference.
 TEST(Calendar, ClockReadsAndZone) {
     struct Row { const char *tz; int zone; int (*vary)(time_t first_call) = nullptr; };
     const Row rows[] = {
@@ -143,12 +140,9 @@ TEST(Calendar, ClockReadsAndZone) {
             auto expect = [&row](time_t t) { return row.vary ? row.vary(t) : row.zone; };
             EXPECT_TRUE(zone == expect(t0) || zone == expect(t1)) << zone;
 
-            orv_datetime_t dt[2]{};
-            orv_date_t ymd[2]{};
-            orv_time_t hms[2]{};
+            orv_datetime_t dt[2]{}; orv_date_t ymd[2]{}; orv_time_t hms[2]{};
             orv_timestamp_t ts[2] = {{kFill, 0xA5A5, kReserved}, {kFill, 0xA5A5, kReserved}};
             timeval before, after;
-            // The part reads do nothing for a null record.
             orv_get_date(nullptr), orv_get_time(nullptr), orv_get_timestamp(nullptr);
             orv_get_date_utc(nullptr), orv_get_time_utc(nullptr), orv_get_timestamp_utc(nullptr);
             // Retried while a second boundary falls between before and after.

@@ -1,5 +1,5 @@
-// Free-form date and time text, through the public reads wherever they show
-// the behaviour; the drivers and store operations only for what they cannot.
+// Free-form date and time text, through the public reads wherever they show the behaviour;
+// the parse drivers only for what they cannot.
 #include "orvsys/orv_datetext.h"
 
 #include <tuple>
@@ -35,10 +35,9 @@ using Orders = std::vector<int>;
 const Orders kAny = {1, 2, 3, 0, 7, -1}, kFirst = {1, 0, 7}, kDay = {2}, kYear = {3};
 const Orders kFirstOrYear = {1, 3, 0, 7}, kFirstOrDay = {1, 2, 0, 7};
 
-// Each text through the date read (year 0: refused) in each order, the time
-// read (hour -1: refused) and both, which pass where both pass; a refusal
-// leaves the record alone. A four-digit token is the year and a month name
-// the month; the order settles the rest. A zone is read but never applied.
+// Each text through the date read (year 0: refused) in each order, the time read (hour -1:
+// refused) and both, which pass where both pass; a refusal leaves the record alone. A four-digit
+// token is the year, a month name the month; the order settles the rest. A zone is never applied.
 TEST(Datetext, PublicReads) {
     struct Row { const char *text;
                  struct { int32_t year = 0, month = 0, day = 0; } date = {};
@@ -47,7 +46,6 @@ TEST(Datetext, PublicReads) {
     const Row rows[] = {
         {"1-2-3", {2003, 1, 2}, {}, kFirst}, {"1-2-3", {2003, 2, 1}, {}, kDay},
         {"1-2-3", {2001, 2, 3}, {}, kYear}, {"12-30-45", {2045, 12, 30}, {}, kFirst},
-        {"12-30-45", {}, {}, kDay}, {"12-30-45", {}, {}, kYear},
         {"20-01-02 12:30", {2002, 1, 20}, {12, 30}, kDay},
         {"20-01-02 12:30", {2020, 1, 2}, {12, 30}, kYear}, {"20-01-02 12:30", {}, {12, 30}, kFirst},
         {"12-25-2020", {2020, 12, 25}, {}, kFirstOrYear}, {"12-25-2020", {}, {}, kDay},
@@ -56,7 +54,6 @@ TEST(Datetext, PublicReads) {
         {"2020/1/2", {2020, 1, 2}}, {"jan/02/20", {2020, 1, 2}}, {"02-Feb-2020", {2020, 2, 2}},
         {"2020-MAR-05", {2020, 3, 5}}, {"2020-02-31", {2020, 2, 31}},
         {"12:30-2020-01-02", {2020, 1, 2}}, {"99:99 2020-01-02", {2020, 1, 2}},
-        {"2020-01-02 (remark)", {2020, 1, 2}},
         {"2020-01-02T", {2020, 1, 2}},  // the failed last token keeps its "T"
         {"12JAN-02-2020", {2020, 1, 2}},  // digits before a month name are dropped
         {"12APR-02-2020"},  // "A" taken for a clock marker
@@ -64,18 +61,16 @@ TEST(Datetext, PublicReads) {
         {"2020-00-10"}, {"2020-01-00"}, {"JANUARY-2-2020"}, {"2020-01-02Z"}, {"2020-01-02-03"},
         {"1-2020-3"}, {"2020-MAR-2020"}, {"MAR-MAR-3"}, {""}, {nullptr},
         {"2020-01-32 12:30", {}, {12, 30}}, {"12:30 1-2", {}, {12, 30}}, {"1:2:3", {}, {1, 2, 3}},
-        {"12:30 123 2020-01-02", {}, {12, 30}},  // no date past a stop
-        {"12:30 12345 2020-01-02", {}, {12, 30}}, {"0012:30", {}, {12, 30}},
+        {"12:30 123 2020-01-02", {}, {12, 30}}, {"0012:30", {}, {12, 30}},  // no date past a stop
         {"23:59:59.999", {}, {23, 59, 59, 999}}, {"12:30:45.123456789", {}, {12, 30, 45, 123}},
         {"12:30:45.", {}, {12, 30, 45}}, {"12:30:45+0800", {}, {12, 30, 45}},
         {"12:30:45+8:00", {}, {12, 30, 45}}, {"12:30:45+23:59", {}, {12, 30, 45}},
         {"1:02p", {}, {13, 2}}, {"1:02P.M.", {}, {13, 2}}, {"1:02AM", {}, {1, 2}},
         {"12:02AM", {}, {0, 2}}, {"12:02PM", {}, {12, 2}}, {"1:02:03PM", {}, {13, 2, 3}},
         {"9999-99-99 12:30:45", {}, {12, 30, 45}}, {"12:30:45 trailing", {}, {12, 30, 45}},
-        {"12:30:45 2020-01-02", {2020, 1, 2}, {12, 30, 45}},
-        {"1:02PM 2020-01-02", {2020, 1, 2}, {13, 2}},
+        {"1:02PM 2020-01-02", {2020, 1, 2}, {13, 2}}, {"2020-01-02 12 30", {2020, 1, 2}, {12, 30}},
         {"2020-01-02T12:30:45Z", {2020, 1, 2}, {12, 30, 45}},
-        {"2020-01-02 12 30", {2020, 1, 2}, {12, 30}},
+        {"DEC-25-20", {2020, 12, 25}, {}, kFirst},
         {"02/JAN/2020   12:30:45 (UTC)", {2020, 1, 2}, {12, 30, 45}},
         {"12:30:45.5+08:00 2020-01-02", {2020, 1, 2}, {12, 30, 45, 500}},
         // Accepted, but part of what they say has no effect.
@@ -108,28 +103,20 @@ TEST(Datetext, PublicReads) {
             EXPECT_EQ(Fields(both), Fields(date_ok && time_ok ? want : none));
         }
     }
-    for (int32_t month = 1; month <= 12; ++month) {
-        const std::string name(&"JANFEBMARAPRMAYJUNJULAUGSEPOCTNOVDEC"[3 * month - 3], 3);
-        orv_date_t out{};
-        EXPECT_EQ(orv_string_to_date((name + "-2-20").c_str(), 1, &out) * out.month, month) << name;
-    }
     EXPECT_EQ(orv_string_to_date("2020-01-02", 1, nullptr) + orv_string_to_time("12:30", nullptr) +
                   orv_string_to_datetime("2020-01-02 12:30", 1, nullptr), 0);
     EXPECT_EQ(getDateOrder(), 1);
 }
 
-// What the public records drop: the fraction is cut, never rounded, to
-// three, six and nine digits; the zone is kept as written; the tail is the
-// "(" that stopped the scan. A part not asked for stays zero. The store
-// operations clear their own fields first, whatever follows, and nothing
-// else, even for null tokens; a full stop with no digits behind it ends the
-// time and becomes " " in the caller's tokens.
+// What the public records drop: the fraction is cut, never rounded, to three, six and nine
+// digits; the zone is kept as written; the tail is the "(" that stopped the scan. A part not
+// asked for stays zero.
 int Parse(char part, const char *text, orv_datetime_text_t *result) {
     return part == 'd'   ? parseDateText(text, 1, result)
            : part == 't' ? parseTimeText(text, result)
                          : parseDateTimeText(text, 1, result);
 }
-TEST(Datetext, DriversAndStores) {
+TEST(Datetext, Drivers) {
     const struct { const char *text; char part; const char *want; } rows[] = {
         {"12:30:45.0000005z", 't', "0-0-0 12:30:45.0/0/500 Z0:0 01 @-1"},
         {"1:02:03.25PM", 't', "0-0-0 1:2:3.250/250000/250000000 _0:0 01 @-1"},
@@ -150,25 +137,10 @@ TEST(Datetext, DriversAndStores) {
                   Parse('d', "2020-01-02", nullptr) + Parse('t', "12:30", nullptr) +
                   Parse('b', "2020-01-02 12:30:45", nullptr) +
                   Parse('b', "2020-01-02 12:30", nullptr), 7);
-
-    // digits, value, scale, delim, text
-    orv_date_token_t bad_month[] = {{2, 13, 1, '-', {}}, {1, 1, 1, '-', {}}, {4, 2020, 1, ' ', {}}};
-    orv_date_token_t stop[] = {{2, 12, 1, ':', {}}, {2, 30, 1, ':', {}}, {2, 45, 1, '.', {}},
-                               {0, 0, 1, ' ', {}}};
-    orv_datetime_text_t date = Filled(), time = Filled(), none = Filled();
-    EXPECT_EQ(storeDateValue(bad_month, 1, &date) * 10 + storeTimeValue(stop, &time), 10);
-    EXPECT_EQ(std::tuple(date.year, date.month, date.day, date.has_date, date.hour),
-              std::tuple(0, 0, 0, 0, Filled().hour));
-    EXPECT_EQ(std::tuple(stop[2].delim, time.second, time.year),
-              std::tuple(' ', 45, Filled().year));
-    EXPECT_EQ(storeDateValue(nullptr, 1, &none) + storeTimeValue(nullptr, &none), 2);
-    EXPECT_EQ(Fields(none, none.tail), "0-0-0 0:0:0.0/0/0 _0:0 00 @0");
-    EXPECT_EQ(storeDateValue(bad_month, 1, nullptr) + storeTimeValue(stop, nullptr), 2);
 }
 
-// The plain "YYYY-MM-DD HH:MM:SS" form is read in one pass and must give
-// what the token scan gives, accepted or refused: each field is walked
-// around its limits, and near misses of the form must still reach the scan.
+// The plain "YYYY-MM-DD HH:MM:SS" form is read in one pass and must give what the token scan
+// gives, accepted or refused: each field walked around its limits; near misses reach the scan.
 TEST(Datetext, OnePassFormAgreesWithTheScan) {
     auto agree = [](const std::string &text) {
         orv_datetime_text_t fast{}, scanned{};

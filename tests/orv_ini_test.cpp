@@ -117,12 +117,9 @@ TEST_F(IniWrite, RewritesChangeOnlyWhatTheyMust) {
     big += "[L]\nc=" + std::string(1300, 'x') + "\na=1\n[T]\nd=" + std::string(700, 'y') + "\n";
     std::string big2 = big;  // far more than one 511-byte block of kept lines on each side
     big2.replace(big2.find("key99 = value 99 ; c\n"), 21, "key99=new\n");
-    // In order: replacing keys (the new line ends in a lone line feed); adding keys in front of the next
-    // header, behind blanks and comments; adding sections; deleting keys and sections with their comments
-    // and blanks; the lines before the first header; a comment line is a key only for a key carrying the
-    // mark; a file made only to set something; values quoted to read back (back: what reads back); lines
-    // cut to fit 510 bytes; long files copied unchanged; a zero byte, which fgets cannot carry: the
-    // rewrite either refuses the file and leaves it, or carries every byte over.
+    // A replaced line ends in a lone line feed; keys are added before the next header, behind
+    // blanks and comments; values are quoted to read back (back); lines are cut to 510 bytes; a zero
+    // byte, which fgets cannot carry, makes the rewrite refuse the file or carry every byte over.
     struct Row { std::string before; const char *section, *key, *value; std::string after; const char *back = nullptr; };
     const Row rows[] = {
         {"; h\n[S]\na=1\nKey : old ; note\nb = 2\n[T]\nKey=x\n", "S", "KEY", "new", "; h\n[S]\na=1\nKEY=new\nb = 2\n[T]\nKey=x\n"},
@@ -194,12 +191,11 @@ TEST_F(IniWrite, SameValueLeavesTheFileAloneAndNumbersAsText) {
 }
 
 TEST_F(IniWrite, RefusedOrFailedRewritesKeepTheOldFile) {
-    // Paths of 511 and 512 bytes, with no name longer than the file system allows.
     const std::string deep = std::string(150, 'd') + "/" + std::string(150, 'd'), head = dir / deep + "/";
     ASSERT_TRUE(dir.mkdirs(deep));
     auto path_of = [&](size_t length) { return head + std::string(length - head.size(), 'f'); };
+    // A name ending in "~", a 512-byte path, and a directory in the temporary file's place.
     EXPECT_EQ(orv_ini_put_string("S", "k", "v", nullptr) + orv_ini_put_string("S", "k", "v", ""), 0);
-    // A name ending in "~", a path too long, and a directory in the temporary file's place.
     ASSERT_TRUE(dir.mkdirs("d.in~"));
     for (const std::string &name : {dir / "a.ini~", path_of(512), dir / "d.ini"}) {
         ASSERT_TRUE(write_file(name, "[S]\nk=old\n"));

@@ -12,8 +12,7 @@
 
 namespace {
 
-using orv_test::read_file;
-using orv_test::Tree;
+using namespace orv_test;
 
 const char *const kColour[] = {"36;40;1m", "37;40;1m", "33;40;1m", "31;40;1m"};
 const char *const kTag[] = {"dbg", "inf", "war", "err"};
@@ -29,7 +28,7 @@ std::string stamp(const orv_datetime_t &t) {
 // The messages of a log file's lines, space-separated; "-" without a file.
 std::string messages(const std::string &path) {
     std::string text;
-    if (!orv_test::read_file(path, &text)) return "-";
+    if (!read_file(path, &text)) return "-";
     text = std::regex_replace(text, std::regex("(?:\\[[^\\]]*\\])?([^\r\n]*)\r\n"), " $1");
     return text.substr(text.empty() ? 0 : 1);
 }
@@ -47,13 +46,12 @@ std::string console_of(const std::string &path, Body body) {
     return read_file(path);
 }
 
-// Runs body(tree) after orv_log_init("t") in a forked child rooted at a fresh tree with
-// run/log and these settings (null: no file).
+// Runs body(tree) after orv_log_init("t") in a forked child, in a tree with run/log and ini.
 template <class Body>
 void in_log_child(const char *ini, Body body) {
     Tree tree;
     ASSERT_TRUE(tree.ready() && tree.mkdirs("run/log") && (ini == nullptr || tree.write_ini(ini)));
-    const auto child = orv_test::run_in_child([&] {
+    const auto child = run_in_child([&] {
         tree.use();
         ASSERT_EQ(orv_log_init("t"), 1);
         body(tree);
@@ -113,9 +111,8 @@ TEST(LogOutput, ExactBytesByLevelExtAndFlag) {
     });
 }
 
-// Before the start every call does nothing; a second start keeps the first
-// name; each start reads the settings, a running log never again. Then the
-// cursors of a fresh ring, and its wrap.
+// Before the start every call does nothing; a second start keeps the first name; each start
+// reads the settings, a running log never again. Then the cursors of a fresh ring, and its wrap.
 TEST(LogRing, LifecycleSettingsCursorsAndWrap) {
     // ini: null for no settings file; expected: lang,error,warn,debug,info,count,size.
     struct Row { const char *ini, *expected; } const rows[] = {
@@ -124,12 +121,11 @@ TEST(LogRing, LifecycleSettingsCursorsAndWrap) {
          "MaxFileCount=7\nMaxFileSize=0x10\n", "1,0,0,1,1,7,16777216"},
         {"[LOG]\nMaxFileCount=0\nMaxFileSize=0\n", "0,1,1,0,0,0,0"},
         {"[LOG]\nMaxFileSize=2047\n", "0,1,1,0,0,2,2146435072"},  // 2048 and above overflow
-        {"[LOG]\nMaxFileSize=2048\n", "0,1,1,0,0,2,2097152"},
-        {"[LOG]\nMaxFileSize=-1\n", "0,1,1,0,0,2,2097152"}, {nullptr, "0,1,1,0,0,2,2097152"},
+        {"[LOG]\nMaxFileSize=2048\n", "0,1,1,0,0,2,2097152"}, {nullptr, "0,1,1,0,0,2,2097152"},
     };
     Tree tree;  // without run/log: saved entries go nowhere and make nothing
     ASSERT_TRUE(tree.ready());
-    const auto child = orv_test::run_in_child([&] {
+    const auto child = run_in_child([&] {
         tree.use();
         orv_log_error("before");
         orv_log_warn2(1, "before");
@@ -188,13 +184,12 @@ TEST(LogRing, LifecycleSettingsCursorsAndWrap) {
     const std::string &out = child.output;
     EXPECT_TRUE(out.find("before") == out.npos && out.find("dropped") == out.npos &&
                 out.find("kept") != out.npos) << out;
-    EXPECT_FALSE(orv_test::exists(tree / "run"));
+    EXPECT_FALSE(exists(tree / "run"));
 }
 
-// The numbered files rotate through MaxFileCount names (with 0 or 1 the number stays); ext
-// entries take the first ext file below the limit, else empty the older by whole-second
-// modification time, the first at a tie. A line "[<time>(inf)]rNN\r\n" is 35 bytes; the
-// limit is checked before a write, and a file at it is full (at 0, each entry moves on).
+// Numbered files rotate through MaxFileCount names (0 or 1: the number stays); ext entries take
+// the first ext file below the limit, else empty the older by whole-second mtime, the first at a
+// tie. "[<time>(inf)]rNN\r\n" is 35 bytes; a file at the limit is full (at 0, each entry moves on).
 TEST(LogFile, RotationTable) {
     const time_t t = 1700000000;
     const char *const F = "old full\r\n";  // 10 bytes: full at a limit of 10
@@ -206,9 +201,9 @@ TEST(LogFile, RotationTable) {
     } const rows[] = {
         {false, 2, 100, 6, 2, "r00 r01 r02|r03 r04 r05"}, {false, 2, 36, 3, 2, "r00 r01|r02"},
         {false, 2, 100, 8, 1, "r06 r07|r03 r04 r05"}, {false, 1, 100, 6, 1, "r03 r04 r05"},
-        {false, 2, 100, 10, 2, "r06 r07 r08|r09"}, {false, 0, 100, 7, 1, "r06"},
-        {false, 3, 0, 5, 3, "r02|r03|r04"}, {true, 2, 10, 3, 1, "r02|r01"},
-        {false, 2, 10, 1, 2, "old full|old r00", {F, "old\r\n"}}, {false, 2, 35, 3, 1, "r02|r01"},
+        {false, 0, 100, 7, 1, "r06"}, {false, 3, 0, 5, 3, "r02|r03|r04"},
+        {true, 2, 10, 3, 1, "r02|r01"}, {false, 2, 35, 3, 1, "r02|r01"},
+        {false, 2, 10, 1, 2, "old full|old r00", {F, "old\r\n"}},
         {true, 2, 10, 1, 1, "old full|old r00", {F, "old\r\n"}},
         {true, 2, 10, 1, 1, "old full|r00", {F, F}, {{t + 1, 0}, {t, 0}}},
         {true, 2, 10, 1, 1, "r00|old full", {F, F}, {{t, 9000}, {t, 0}}},
@@ -222,7 +217,7 @@ TEST(LogFile, RotationTable) {
             for (int n = 0; n < 2; ++n) {
                 const std::string old = file(n + 1);
                 const timespec times[2] = {row.mtime[n], row.mtime[n]};
-                EXPECT_TRUE(!*row.old[n] || (orv_test::write_file(old, row.old[n]) &&
+                EXPECT_TRUE(!*row.old[n] || (write_file(old, row.old[n]) &&
                             (!times[0].tv_sec || !utimensat(AT_FDCWD, old.c_str(), times, 0))));
             }
             g_orv_log_ctrl->max_file_size = row.limit;
@@ -242,7 +237,7 @@ TEST(LogFile, RotationTable) {
 TEST(LogRing, ReaderFollowsFourWriters) {
     constexpr int kThreads = 4, kBehind = 128;
     constexpr size_t kLimit = 8192;
-    const long per_thread = std::max(300L, static_cast<long>(3000 / orv_test::time_scale()));
+    const long per_thread = std::max(300L, static_cast<long>(3000 / time_scale()));
     const auto in_order = [](const std::string &message, std::vector<long> &next) {
         int t = -1, used = 0;
         long n = -1;  // of "t<thread>.<n>"
@@ -278,7 +273,7 @@ TEST(LogRing, ReaderFollowsFourWriters) {
         });
         const auto file = [&](int n) { return tree / ("run/log/t_" + std::to_string(n) + ".txt"); };
         int files = 1;
-        for (std::string name; orv_test::exists(name = file(files)); ++files) {
+        for (std::string name; exists(name = file(files)); ++files) {
             const std::string text = read_file(name), lines = messages(name) + " ";
             // Below the limit before its last line; full when the next one began.
             EXPECT_LT(text.rfind('[', text.size() - 3), kLimit) << "written to a full file";
