@@ -62,6 +62,7 @@ TEST(Datetext, PublicReads) {
         {"1-2020-3"}, {"2020-MAR-2020"}, {"MAR-MAR-3"}, {""}, {nullptr},
         {"2020-01-32 12:30", {}, {12, 30}}, {"12:30 1-2", {}, {12, 30}}, {"1:2:3", {}, {1, 2, 3}},
         {"12:30 123 2020-01-02", {}, {12, 30}}, {"0012:30", {}, {12, 30}},  // no date past a stop
+        {"12:30 12345 2020-01-02", {}, {12, 30}},
         {"23:59:59.999", {}, {23, 59, 59, 999}}, {"12:30:45.123456789", {}, {12, 30, 45, 123}},
         {"12:30:45.", {}, {12, 30, 45}}, {"12:30:45+0800", {}, {12, 30, 45}},
         {"12:30:45+8:00", {}, {12, 30, 45}}, {"12:30:45+23:59", {}, {12, 30, 45}},
@@ -137,6 +138,8 @@ TEST(Datetext, Drivers) {
                   Parse('d', "2020-01-02", nullptr) + Parse('t', "12:30", nullptr) +
                   Parse('b', "2020-01-02 12:30:45", nullptr) +
                   Parse('b', "2020-01-02 12:30", nullptr), 7);
+    // The store operations refuse null tokens, after clearing their own fields.
+    EXPECT_EQ(storeDateValue(nullptr, 1, &r) + storeTimeValue(nullptr, &r), 2);
 }
 
 // The plain "YYYY-MM-DD HH:MM:SS" form is read in one pass and must give what the token scan
