@@ -128,11 +128,11 @@ static void check(int ok, const char *what) {
     }
 }
 
-/* A caller-filled STRING record through the shared library and back. */
+/* A caller-filled STRING record through the shared library and back: the
+ * library finds the buffer fields where a C caller put them. */
 int main(void) {
     char buf[16];
     orv_variant_t v;
-    orv_datetime_t dt;
     int32_t out = 0;
 
     memset(buf, 0x5A, sizeof buf);
@@ -148,21 +148,6 @@ int main(void) {
     check(v.value.len == 0 && v.type == ORV_VT_STRING, "from_int32 changed len or the tag");
     check(orv_variant_to_int32(&v, &out) == 1 && out == INT32_MIN,
           "to_int32 did not read back INT32_MIN");
-
-    memset(&v, 0, sizeof v);
-    v.type = ORV_VT_UINT64;
-    check(orv_variant_from_int32(&v, -1) == 1 && (uint64_t)v.value.as_int64 == UINT64_MAX,
-          "from_int32(-1) into UINT64 does not hold 2^64-1");
-
-    memset(&dt, 0, sizeof dt);
-    check(orv_string_to_datetime("2020-01-02T12:30:45.250", getDateOrder(), &dt) == 1,
-          "parse of an ISO date-time failed");
-    check(dt.year == 2020 && dt.month == 1 && dt.day == 2 && dt.hour == 12 && dt.minute == 30 &&
-              dt.second == 45 && dt.millisecond == 250,
-          "ISO date-time parsed into the wrong fields");
-    check(orv_time_t_to_datetime_utc(0, &dt) == 1 && dt.year == 1970 && dt.weekday == 4,
-          "the Epoch is not a Thursday in 1970");
-    check(orv_datetime_to_time_t(&dt, &out) == 1, "datetime_to_time_t refused a record");
 
     if (failures != 0) {
         fprintf(stderr, "orv_abi_test: %d check(s) failed\n", failures);

@@ -27,9 +27,9 @@ std::string stamp(const orv_datetime_t &t) {
 
 // The messages of a log file's lines, space-separated; "-" without a file.
 std::string messages(const std::string &path) {
-    std::string text;
-    if (!read_file(path, &text)) return "-";
-    text = std::regex_replace(text, std::regex("(?:\\[[^\\]]*\\])?([^\r\n]*)\r\n"), " $1");
+    if (!exists(path)) return "-";
+    const std::regex line("(?:\\[[^\\]]*\\])?([^\r\n]*)\r\n");
+    std::string text = std::regex_replace(read_file(path), line, " $1");
     return text.substr(text.empty() ? 0 : 1);
 }
 

@@ -15,7 +15,6 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -33,7 +32,6 @@
 
 namespace orv_test {
 
-// ---- Time --------------------------------------------------------------------
 // Tolerances are multiplied by ORV_TEST_TIME_SCALE (default 1), which the
 // armhf run under qemu raises, so a slow target passes without loosening
 // the native run.
@@ -61,22 +59,15 @@ bool wait_for(Done done, long bound_ms) {
     return done();
 }
 
-// ---- Files -------------------------------------------------------------------
-inline bool read_file(const std::string &path, std::string *out) {
-    FILE *f = std::fopen(path.c_str(), "rb");
-    if (f == nullptr) return false;
-    out->clear();
-    char block[4096];
-    size_t n;
-    while ((n = std::fread(block, 1, sizeof block, f)) > 0) out->append(block, n);
-    std::fclose(f);
-    return true;
-}
-
 // The whole file, or "<no file>" when it cannot be read.
 inline std::string read_file(const std::string &path) {
+    FILE *f = std::fopen(path.c_str(), "rb");
+    if (f == nullptr) return "<no file>";
     std::string text;
-    return read_file(path, &text) ? text : "<no file>";
+    char block[4096];
+    for (size_t n; (n = std::fread(block, 1, sizeof block, f)) > 0;) text.append(block, n);
+    std::fclose(f);
+    return text;
 }
 
 inline bool write_file(const std::string &path, const std::string &text) {
@@ -142,7 +133,6 @@ class Tree : public ScratchDir {
     bool ok_ = false;
 };
 
-// ---- Buffers -----------------------------------------------------------------
 // A buffer filled with a sentinel byte, to prove a refusal wrote nothing and
 // a success wrote nothing past its bound.
 template <size_t N, char Fill = '\x5A'>
@@ -159,7 +149,6 @@ struct Sentinel {
     operator char *() { return bytes; }
 };
 
-// ---- Calendar records ----------------------------------------------------------
 // A record as one text, so a table row's mismatch shows every field.
 inline std::string Fields(const orv_datetime_t &d) {
     char text[96];
@@ -175,7 +164,6 @@ inline orv_time_t TimeOf(const orv_datetime_t &d) {
     return {d.hour, d.minute, d.second, d.millisecond};
 }
 
-// ---- Child processes ---------------------------------------------------------
 struct ChildResult {
     int exit_code = -1;  // the child's exit code, or -1 when it died by a signal
     int signal = 0;      // the signal that ended it, or 0
@@ -184,12 +172,8 @@ struct ChildResult {
 };
 
 inline std::ostream &operator<<(std::ostream &os, const ChildResult &r) {
-    if (r.signal != 0) {
-        os << "child died by signal " << r.signal << (r.signal == SIGALRM ? " (it hung)" : "");
-    } else {
-        os << "child exited with " << r.exit_code;
-    }
-    return os << "; its output:\n" << r.output;
+    if (r.signal != 0) return os << "child died by signal " << r.signal << ":\n" << r.output;
+    return os << "child exited with " << r.exit_code << ":\n" << r.output;
 }
 
 // Runs body in a forked child and collects how it ended and what it wrote.
