@@ -74,6 +74,7 @@ TEST(Datetext, PublicReads) {
         {"DEC-25-20", {2020, 12, 25}, {}, kFirst},
         {"02/JAN/2020   12:30:45 (UTC)", {2020, 1, 2}, {12, 30, 45}},
         {"12:30:45.5+08:00 2020-01-02", {2020, 1, 2}, {12, 30, 45, 500}},
+        {"12:30:45Z 2020-01-02", {2020, 1, 2}, {12, 30, 45}},
         // Accepted, but part of what they say has no effect.
         {"1:02 PM 2020-01-02", {}, {1, 2}},  // the marker does not touch the digits
         {"1:02:03.5PM", {}, {1, 2, 3, 500}},  // no marker behind a fraction
@@ -139,7 +140,8 @@ TEST(Datetext, Drivers) {
                   Parse('b', "2020-01-02 12:30:45", nullptr) +
                   Parse('b', "2020-01-02 12:30", nullptr), 7);
     // The store operations refuse null tokens, after clearing their own fields.
-    EXPECT_EQ(storeDateValue(nullptr, 1, &r) + storeTimeValue(nullptr, &r), 2);
+    EXPECT_EQ(storeDateValue(nullptr, 1, &r) + storeTimeValue(nullptr, &r) +
+                  storeDateValue(nullptr, 1, nullptr) + storeTimeValue(nullptr, nullptr), 4);
 }
 
 // The plain "YYYY-MM-DD HH:MM:SS" form is read in one pass and must give what the token scan

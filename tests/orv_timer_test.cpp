@@ -63,9 +63,13 @@ int ListCount() {
     return count;
 }
 
-void *Count(void *arg) {
-    static_cast<std::atomic<int> *>(arg)->fetch_add(1);
-    return nullptr;
+void *Count(void *arg) { return ++*static_cast<std::atomic<int> *>(arg), nullptr; }
+
+int PosixTimers() {  // the process's POSIX timers as the kernel lists them; 0 without the list
+    const std::string text = read_file("/proc/self/timers");
+    int count = 0;
+    for (size_t at = 0; (at = text.find("ID:", at)) != std::string::npos; ++at) ++count;
+    return count;
 }
 
 // The log in the child, at the root of a scratch tree, read from its end.
@@ -112,6 +116,7 @@ TEST(Timer, CreateRefusesOrArmsFromItsArguments) {
         std::atomic<int> calls{0};
         EXPECT_EQ(orv_timer_create(10, 10, Count, &calls), nullptr) << "without a service";
         ASSERT_EQ(orv_timer_init(kSigNo, 1), 1);
+        orv_timer_free(reinterpret_cast<orv_timer_t *>(&calls));  // not a timer: nothing happens
         struct Row {
             int first_ms, period_ms;
             orv_timer_callback_t callback;
@@ -223,7 +228,7 @@ TEST(Timer, TeardownEndsEveryWorkerAndRestartStartsEmpty) {
     for (int signo : {kSigNo, SIGUSR2}) {
         SCOPED_TRACE("signo " + std::to_string(signo));
         InChild([signo] {
-            const int tasks = TasksBefore();
+            const int tasks = TasksBefore(), timers = PosixTimers();
             ASSERT_EQ(orv_timer_init(signo, 4), 1);
             orv_timer_ctrl_t *first = g_timer_ctrl;
             EXPECT_EQ(orv_timer_init(signo + 2, 3), 1);
@@ -238,6 +243,7 @@ TEST(Timer, TeardownEndsEveryWorkerAndRestartStartsEmpty) {
             orv_timer_uninit();
             EXPECT_EQ(g_timer_ctrl, nullptr);
             EXPECT_TRUE(TasksBackTo(tasks)) << "not every worker was joined";
+            EXPECT_EQ(PosixTimers(), timers) << "a POSIX timer outlived its record";
             const int after = calls;
             sleep_ms(30);
             EXPECT_EQ(calls, after) << "a callback ran after teardown";

@@ -37,16 +37,14 @@ namespace orv_test {
 // the native run.
 inline double time_scale() {
     const char *text = std::getenv("ORV_TEST_TIME_SCALE");
-    const double scale = text != nullptr ? std::atof(text) : 1.0;
-    return scale >= 1.0 ? scale : 1.0;
+    return text != nullptr && std::atof(text) >= 1.0 ? std::atof(text) : 1.0;
 }
 
 inline long scaled_ms(long ms) { return static_cast<long>(static_cast<double>(ms) * time_scale()); }
 
 inline double now_ms() {
-    struct timespec ts;
-    clock_gettime(CLOCK_MONOTONIC, &ts);
-    return static_cast<double>(ts.tv_sec) * 1e3 + static_cast<double>(ts.tv_nsec) / 1e6;
+    using ms = std::chrono::duration<double, std::milli>;
+    return ms(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
 inline void sleep_ms(long ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
@@ -77,10 +75,7 @@ inline bool write_file(const std::string &path, const std::string &text) {
     return std::fclose(f) == 0 && ok;
 }
 
-inline bool exists(const std::string &path) {
-    struct stat st;
-    return stat(path.c_str(), &st) == 0;
-}
+inline bool exists(const std::string &path) { return access(path.c_str(), F_OK) == 0; }
 
 // A fresh directory under TMPDIR (or /tmp), resolved to its real path and
 // removed with all it holds at the end of the scope.
