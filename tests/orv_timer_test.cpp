@@ -5,18 +5,13 @@
 #include "orvsys/orv_timer.h"
 
 #include <dirent.h>
-#include <pthread.h>
-#include <signal.h>
 
 #include <atomic>
 #include <climits>
-#include <string>
-#include <thread>
 #include <vector>
 
-#include "orvsys/orv_list.h"
 #include "orvsys/orv_log.h"
-#include "support/orv_test.h"
+#include "support/orv_test.h"  // also threads, signals, strings
 
 namespace {
 

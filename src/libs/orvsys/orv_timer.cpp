@@ -199,29 +199,23 @@ orv_timer_callback_t callback_of(orv_timer_t *timer) {
     return __atomic_load_n(&timer->callback, __ATOMIC_ACQUIRE);
 }
 
+// With several workers the timer's lock keeps its callback on one of them:
+// a tick that finds the callback still running on another worker is lost.
 void run_tick(const orv_timer_ctrl_t &ctrl, orv_timer_t *timer, int overrun) {
-    if (__atomic_load_n(&ctrl.running, __ATOMIC_RELAXED) <= 1) {
-        orv_timer_callback_t callback = callback_of(timer);
-        if (callback == nullptr) return;
+    const bool several = __atomic_load_n(&ctrl.running, __ATOMIC_RELAXED) > 1;
+    if (several && pthread_mutex_trylock(&timer->lock) != 0) return;
+    if (orv_timer_callback_t callback = callback_of(timer)) {
         callback(timer->arg);
-        if (overrun > 0) {
-            orv_log_error("syslog(sys) : timer (%p) is called,overrun=%d",
-                          static_cast<void *>(timer), overrun);
-        }
-        return;
-    }
-    // A tick that finds the callback still running on another worker is lost.
-    if (pthread_mutex_trylock(&timer->lock) != 0) return;
-    orv_timer_callback_t callback = callback_of(timer);
-    if (callback != nullptr) {
-        callback(timer->arg);
-        if (overrun > 0) {
+        if (overrun > 0 && several) {
             orv_log_error("syslog(sys) : timer (%p) is called in %lu,overrun=%d,signo=%d",
                           static_cast<void *>(timer), static_cast<unsigned long>(pthread_self()),
                           overrun, ctrl.signo);
+        } else if (overrun > 0) {
+            orv_log_error("syslog(sys) : timer (%p) is called,overrun=%d",
+                          static_cast<void *>(timer), overrun);
         }
     }
-    pthread_mutex_unlock(&timer->lock);
+    if (several) pthread_mutex_unlock(&timer->lock);
 }
 
 void handle_tick(Service *service, orv_timer_t *timer) {
