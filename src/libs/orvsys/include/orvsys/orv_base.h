@@ -26,6 +26,14 @@
 #define ORV_PRINTF_LIKE(fmt, first)
 #endif
 
+/* Marks a member that strict ISO C++ rejects but GCC and Clang lay out as
+ * C11 does (an anonymous struct in a union), so -pedantic stays quiet. */
+#if defined(__GNUC__) || defined(__clang__)
+#define ORV_EXTENSION __extension__
+#else
+#define ORV_EXTENSION
+#endif
+
 #ifdef __cplusplus
 #define ORV_BEGIN_DECLS extern "C" {
 #define ORV_END_DECLS }
@@ -33,18 +41,5 @@
 #define ORV_BEGIN_DECLS
 #define ORV_END_DECLS
 #endif
-
-ORV_BEGIN_DECLS
-
-/* A point in time: seconds since the Epoch in the target's signed 32-bit
- * time_t, plus milliseconds. `reserved` has no meaning; the variant family
- * clears it when it stores seconds alone and copies it with the record. */
-typedef struct orv_timestamp_t {
-    int32_t seconds;
-    uint16_t milliseconds;
-    uint16_t reserved;
-} orv_timestamp_t;
-
-ORV_END_DECLS
 
 #endif /* ORVSYS_ORV_BASE_H */

@@ -16,6 +16,15 @@
 
 ORV_BEGIN_DECLS
 
+/* A point in time: seconds since the Epoch in the target's signed 32-bit
+ * time_t, plus milliseconds. `reserved` has no meaning; the variant family
+ * clears it when it stores seconds alone and copies it with the record. */
+typedef struct orv_timestamp_t {
+    int32_t seconds;
+    uint16_t milliseconds;
+    uint16_t reserved;
+} orv_timestamp_t;
+
 typedef struct orv_date_t {
     int32_t year;    /* full year, as 2020 */
     int32_t month;   /* 1..12 */

@@ -25,7 +25,8 @@
 
 ORV_BEGIN_DECLS
 
-/* One token of the scanner. */
+/* One token of the scanner. A caller of storeDateValue or storeTimeValue
+ * fills digits, value, delim and text; scale is not read. */
 typedef struct orv_date_token_t {
     int32_t digits; /* digits read; 9 on a month name; 0 without digits */
     int32_t value;  /* the digits as a number; a month name's index 1..12 */
@@ -34,7 +35,8 @@ typedef struct orv_date_token_t {
     char text[19];  /* the digits or the month name, zero-terminated */
 } orv_date_token_t;
 
-/* The result of a parse. */
+/* The result of storeDateValue and storeTimeValue; every field is the
+ * caller's to read. */
 typedef struct orv_datetime_text_t {
     int32_t month;
     int32_t day;

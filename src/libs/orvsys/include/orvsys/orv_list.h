@@ -19,12 +19,15 @@
 
 ORV_BEGIN_DECLS
 
-/* The links: the first field of every element. */
+/* The links: the first field of every element. While the element is on a
+ * list a caller may read them; only the list operations write them. */
 typedef struct orv_list_node_t {
     struct orv_list_node_t *next; /* the last element's next is the first */
     struct orv_list_node_t *prev; /* the first element's prev is the last */
 } orv_list_node_t;
 
+/* The caller zeroes it to make an empty list and may read first; after
+ * that only the list operations write it. */
 typedef struct orv_list_t {
     orv_list_node_t *first; /* null when empty */
 } orv_list_t;

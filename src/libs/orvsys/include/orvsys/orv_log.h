@@ -45,7 +45,7 @@ enum { ORV_LOG_DEBUG = 0, ORV_LOG_INFO = 1, ORV_LOG_WARN = 2, ORV_LOG_ERROR = 3 
 /* Number of ring slots. */
 #define ORV_LOG_CAPACITY 256
 
-/* One log record. */
+/* One log record; every field is the reader's to read. */
 typedef struct orv_log_entry_t {
     int32_t level;        /* 0 debug, 1 info, 2 warn, 3 error */
     int32_t ext;          /* -1 from the plain calls; above 0: ext files */
@@ -53,7 +53,11 @@ typedef struct orv_log_entry_t {
     char message[128];    /* at most 127 characters, terminated */
 } orv_log_entry_t;
 
-/* The log's state; owned by the library. */
+/* The log's state, owned by the library. While the log runs a caller may
+ * read the settings: capacity, name, lang, the save_ flags and the two
+ * max_file_ limits. entries, write_index, lock and file_index are private
+ * (the ring is read through orv_log_get). No field is the caller's to
+ * write. */
 typedef struct orv_log_ctrl_t {
     int32_t capacity;          /* always 256 */
     orv_log_entry_t *entries;  /* the ring */

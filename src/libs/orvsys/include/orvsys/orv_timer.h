@@ -44,7 +44,10 @@
 #define ORVSYS_ORV_TIMER_H
 
 #include <pthread.h>
-#include <time.h>
+/* timer_t from its POSIX home, which declares it whatever feature macros
+ * the includer set; <time.h> declares it only for a POSIX build, not for a
+ * strict C11 one. It is the same typedef either way. */
+#include <sys/types.h>
 
 #include "orvsys/orv_base.h"
 #include "orvsys/orv_list.h"
@@ -53,7 +56,10 @@ ORV_BEGIN_DECLS
 
 typedef void *(*orv_timer_callback_t)(void *arg);
 
-/* One timer; an opaque handle for the caller. */
+/* One timer, a handle owned by the library. A caller may read first_ms,
+ * period_ms and arg (as orv_timer_create stored them) until it frees the
+ * timer; every other field is private, and no field is the caller's to
+ * write. */
 typedef struct orv_timer_t {
     orv_list_node_t node;           /* links on the service's list */
     int32_t first_ms;               /* delay of the first tick */
@@ -64,7 +70,9 @@ typedef struct orv_timer_t {
     pthread_mutex_t lock;           /* held by the worker running the callback */
 } orv_timer_t;
 
-/* The service. */
+/* The service, owned by the library. While it runs a caller may read
+ * signo, thread_num and running; the other fields are private and no field
+ * is the caller's to write. */
 typedef struct orv_timer_ctrl_t {
     orv_list_t timers;      /* all timers; must come first */
     int32_t signo;          /* the timer signal; signo + 1 is the exit signal */

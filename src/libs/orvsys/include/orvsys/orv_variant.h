@@ -26,6 +26,7 @@
 #define ORVSYS_ORV_VARIANT_H
 
 #include "orvsys/orv_base.h"
+#include "orvsys/orv_calendar.h"
 
 ORV_BEGIN_DECLS
 
@@ -59,7 +60,7 @@ typedef struct orv_variant_t {
         float as_float;        /* FLOAT */
         double as_double;      /* DOUBLE */
         orv_timestamp_t as_timestamp; /* DATE, TIME, DATETIME, TIMESTAMP */
-        struct {               /* STRING, TEXT, BINARY */
+        ORV_EXTENSION struct { /* STRING, TEXT, BINARY */
             void *data;
             uint16_t len;
             uint16_t cap;
