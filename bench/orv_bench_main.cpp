@@ -126,7 +126,7 @@ bool make_root()
             std::perror((g_root + dir).c_str());
             return false;
         }
-    orv_rootdir_seam((g_root + "/bin").c_str());
+    orv::internal::orv_rootdir_seam((g_root + "/bin").c_str());
     if (g_root != orv_rootdir()) {
         std::fprintf(stderr, "the library's root is \"%s\", not %s: set TMPDIR shorter\n",
                      orv_rootdir(), g_root.c_str());

@@ -85,7 +85,7 @@ TEST(LogOutput, ExactBytesByLevelExtAndFlag) {
                 if (r.call == 'p') plain[r.level](r.format, 42, "x");
                 if (r.call == 'x') with_ext[r.level](r.ext, r.format, 42, "x");
                 raw.level = r.level;
-                EXPECT_TRUE(r.call == 'p' || r.call == 'x' || orv_log_write(&raw, r.call == 'w'));
+                EXPECT_TRUE(r.call == 'p' || r.call == 'x' || orv::internal::orv_log_write(&raw, r.call == 'w'));
             }
         });
         orv_get_datetime(&after.time);
@@ -132,7 +132,7 @@ TEST(LogRing, LifecycleSettingsCursorsAndWrap) {
         orv_log_entry_t entry{};
         int32_t cursor = 77;
         orv_log_sync(&cursor);
-        EXPECT_TRUE(orv_log_write(&entry, 1) == 0 && !orv_log_get(&cursor) && cursor == 77);
+        EXPECT_TRUE(orv::internal::orv_log_write(&entry, 1) == 0 && !orv_log_get(&cursor) && cursor == 77);
         EXPECT_EQ(orv_log_has(0) + orv_log_count(0) + orv_log_lang() + orv_log_init(nullptr), 0);
         ASSERT_TRUE(g_orv_log_ctrl == nullptr && orv_log_init("first") == 1);
         const orv_log_ctrl_t *first = g_orv_log_ctrl;

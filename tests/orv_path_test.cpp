@@ -98,7 +98,7 @@ TEST(PathRoot, DerivedFromExecutableDirectory) {
         const auto child = orv_test::run_in_child([&] {
             if (row.preset_dll != nullptr) orv_strncpy_safe(g_orv_dll_dir, row.preset_dll, 512);
             const char *exe = row.exe_dir == "-" ? nullptr : row.exe_dir.c_str();
-            if (!row.exe_dir.empty()) orv_rootdir_seam(exe);
+            if (!row.exe_dir.empty()) orv::internal::orv_rootdir_seam(exe);
             const char *dll = orv_dll_dir();  // fixes the root on its own
             EXPECT_TRUE(dll == g_orv_dll_dir && orv_rootdir() == g_orv_rootdir);
             EXPECT_EQ(std::string(g_orv_rootdir), row.root);

@@ -91,7 +91,7 @@ TEST(Safestr, CaseInsensitiveCompareAndTableFoldOnlyAsciiLetters) {
         EXPECT_EQ(got, row.want) << "'" << row.a << "' vs '" << row.b << "' n " << row.n;
     }
     EXPECT_EQ(orv_strncasecmp(nullptr, nullptr, 0), 0);  // n of 0 reads neither
-    for (unsigned i = 0; i < 256; ++i) EXPECT_EQ(orv_casefold_table[i], i >= 'A' && i <= 'Z' ? i + 32 : i) << i;
+    for (unsigned i = 0; i < 256; ++i) EXPECT_EQ(orv::internal::orv_casefold_table[i], i >= 'A' && i <= 'Z' ? i + 32 : i) << i;
 }
 
 // Refusals store nothing; the unbounded form has no practical limit.

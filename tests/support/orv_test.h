@@ -120,7 +120,7 @@ class Tree : public ScratchDir {
   public:
     Tree() { ok_ = ok() && mkdirs("bin") && mkdirs("ini"); }
     bool ready() const { return ok_; }
-    void use() const { orv_rootdir_seam((*this / "bin").c_str()); }
+    void use() const { orv::internal::orv_rootdir_seam((*this / "bin").c_str()); }
     std::string ini() const { return *this / "ini/orv.ini"; }
     bool write_ini(const std::string &text) const { return write_file(ini(), text); }
 

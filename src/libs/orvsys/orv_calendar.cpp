@@ -8,7 +8,6 @@
 #include <pthread.h>
 #include <sys/time.h>
 
-#include <cstring>
 #include <ctime>
 #include <type_traits>
 
@@ -162,8 +161,7 @@ ORV_API void orv_get_timestamp_utc(orv_timestamp_t *out) { read_timestamp<Zone::
 // tm_isdst 0: the fields are always read as standard time.
 ORV_API int orv_datetime_to_time_t(const orv_datetime_t *dt, int32_t *out) {
     if (dt == nullptr || out == nullptr) return 0;
-    struct tm tm;
-    std::memset(&tm, 0, sizeof tm);
+    struct tm tm{};
     tm.tm_year = dt->year - kTmYearBase;
     tm.tm_mon = dt->month - 1;
     tm.tm_mday = dt->day;

@@ -4,14 +4,16 @@
 
 #include <sys/stat.h>
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
 #include "internal/log.h"
+#include "internal/numtext.h"
+#include "internal/path.h"
+#include "internal/raii.h"
 #include "orvsys/orv_ini.h"
-#include "orvsys/orv_path.h"
 #include "orvsys/orv_safestr.h"
 
 extern "C" {
@@ -20,8 +22,12 @@ ORV_API orv_log_ctrl_t *g_orv_log_ctrl = nullptr;
 
 namespace {
 
-constexpr int32_t kPathSize = 128;       // settings and log file paths, cut to fit
-constexpr int32_t kTimeTextSize = 32;
+using orv::internal::kLogTimeTextSize;
+using orv::internal::kPathSize;
+using orv::internal::mutex_guard;
+using orv::internal::root_path;
+using orv::internal::unique_file;
+
 constexpr int64_t kBytesPerMiB = 1048576;
 constexpr int32_t kDefaultFileCount = 2;
 constexpr int32_t kDefaultFileSizeMiB = 2;
@@ -55,35 +61,35 @@ uint8_t save_flag(const orv_log_ctrl_t &ctrl, int32_t level) {
     }
 }
 
-// Writes value as exactly `width` digits at p; false when it does not fit.
-bool put_digits(char *p, int32_t value, int width) {
-    if (value < 0) return false;
-    for (int i = width - 1; i >= 0; --i) {
-        p[i] = static_cast<char>('0' + value % 10);
-        value /= 10;
-    }
-    return value == 0;
+// write_index is read without the lock by the ring's readers: its store
+// after both outputs is what makes a new entry visible.
+std::atomic_ref<int32_t> write_index_of(const orv_log_ctrl_t &ctrl) {
+    return std::atomic_ref<int32_t>(const_cast<int32_t &>(ctrl.write_index));
 }
 
-// "%04d-%02d-%02d %02d:%02d:%02d.%03d" of the time. Every clock reading
-// fits the fixed widths and is written digit by digit, which a log call
-// does twice per entry with the file on; anything else takes the format.
+// "%04d-%02d-%02d %02d:%02d:%02d.%03d" of the time, once per entry for
+// both outputs. A field beyond its width (never one from the clock) takes
+// the format, cut to the buffer as it is.
 void format_time(const orv_datetime_t &t, char *text) {
-    char fixed[] = "0000-00-00 00:00:00.000";
-    if (put_digits(fixed, t.year, 4) && put_digits(fixed + 5, t.month, 2) &&
-        put_digits(fixed + 8, t.day, 2) && put_digits(fixed + 11, t.hour, 2) &&
-        put_digits(fixed + 14, t.minute, 2) && put_digits(fixed + 17, t.second, 2) &&
-        put_digits(fixed + 20, t.millisecond, 3)) {
-        std::memcpy(text, fixed, sizeof fixed);
-        return;
+    const int32_t fields[] = {t.year, t.month, t.day, t.hour, t.minute, t.second, t.millisecond};
+    constexpr int kWidths[] = {4, 2, 2, 2, 2, 2, 3};
+    constexpr int32_t kLimits[] = {10000, 100, 100, 100, 100, 100, 1000};
+    constexpr char kBehind[] = "-- ::.";  // the last field is followed by the terminator
+    char *p = text;
+    for (int i = 0; i < 7; ++i) {
+        if (fields[i] < 0 || fields[i] >= kLimits[i]) {
+            orv_snprintf(text, kLogTimeTextSize, "%04d-%02d-%02d %02d:%02d:%02d.%03d", t.year,
+                         t.month, t.day, t.hour, t.minute, t.second, t.millisecond);
+            return;
+        }
+        p = orv::internal::write_decimal_padded(static_cast<uint32_t>(fields[i]), p, kWidths[i]);
+        *p++ = kBehind[i];
     }
-    orv_snprintf(text, kTimeTextSize, "%04d-%02d-%02d %02d:%02d:%02d.%03d", t.year, t.month, t.day,
-                 t.hour, t.minute, t.second, t.millisecond);
 }
 
 void read_settings(orv_log_ctrl_t *ctrl) {
     char path[kPathSize];
-    orv_snprintf(path, sizeof path, "%s/ini/orv.ini", orv_rootdir());
+    orv::internal::settings_path(path);
     ctrl->lang = orv_ini_get_long(kSection, "Lang", 0, path) != 0 ? 1 : 0;
     ctrl->save_error = orv_ini_get_bool(kSection, "SaveSysError", 1, path);
     ctrl->save_warn = orv_ini_get_bool(kSection, "SaveSysWarn", 1, path);
@@ -107,82 +113,77 @@ void log_entry(int32_t level, int32_t ext, const char *format, va_list args) {
     // A cut or failed format still leaves a terminated message.
     entry.message[0] = '\0';
     if (format != nullptr) orv_vsnprintf(entry.message, sizeof entry.message, format, args);
-    orv_log_write(&entry, save_flag(*ctrl, level));
+    orv::internal::orv_log_write(&entry, save_flag(*ctrl, level));
 }
 
-// Opens path with "a+" and reads its status; null (closed) on a failure.
-FILE *open_with_status(const char *path, struct stat *st) {
-    FILE *fp = std::fopen(path, "a+");
-    if (fp == nullptr) return nullptr;
-    if (fstat(fileno(fp), st) != 0) {
-        std::fclose(fp);
-        return nullptr;
-    }
-    return fp;
-}
-
-bool below_limit(const struct stat &st, const orv_log_ctrl_t &ctrl) {
-    return static_cast<int64_t>(st.st_size) < ctrl.max_file_size;
+// Opens a log file for appending while it is below the size limit. A file
+// at or above it is closed again and reported through *full, with its
+// status in *st, so that the caller can move on; a file that cannot be
+// opened or examined gives nothing and is not full.
+unique_file open_below_limit(const char *path, const orv_log_ctrl_t &ctrl, struct stat *st,
+                             bool *full) {
+    *full = false;
+    unique_file fp(path, "a+");
+    if (!fp || fstat(fileno(fp.get()), st) != 0) return {};
+    if (static_cast<int64_t>(st->st_size) < ctrl.max_file_size) return fp;
+    *full = true;
+    return {};
 }
 
 void numbered_path(const orv_log_ctrl_t &ctrl, char *path) {
-    orv_snprintf(path, kPathSize, "%s/run/log/%s_%d.txt", orv_rootdir(), ctrl.name,
-                 ctrl.file_index);
+    root_path(path, kPathSize, "run/log/%s_%d.txt", ctrl.name, ctrl.file_index);
 }
 
 // The current numbered file while it is below the limit; else the next
 // number (wrapping after max_file_count), emptied when it is full too.
-FILE *open_numbered_file(orv_log_ctrl_t *ctrl) {
+unique_file open_numbered_file(orv_log_ctrl_t *ctrl) {
     char path[kPathSize];
     struct stat st;
+    bool full = false;
     numbered_path(*ctrl, path);
-    FILE *fp = open_with_status(path, &st);
-    if (fp == nullptr) return nullptr;
-    if (below_limit(st, *ctrl)) return fp;
-    std::fclose(fp);
+    unique_file fp = open_below_limit(path, *ctrl, &st, &full);
+    if (!full) return fp;
     if (++ctrl->file_index > ctrl->max_file_count) ctrl->file_index = 1;
     numbered_path(*ctrl, path);
-    fp = open_with_status(path, &st);
-    if (fp == nullptr || below_limit(st, *ctrl)) return fp;
-    std::fclose(fp);
-    return std::fopen(path, "w+");
+    fp = open_below_limit(path, *ctrl, &st, &full);
+    if (!full) return fp;
+    return unique_file(path, "w+");
 }
 
 }  // namespace
 
+namespace orv::internal {
+
 int orv_log_write(const orv_log_entry_t *entry, int save) {
     orv_log_ctrl_t *ctrl = g_orv_log_ctrl;
     if (entry == nullptr || ctrl == nullptr || ctrl->entries == nullptr) return 0;
-    if (pthread_mutex_lock(&ctrl->lock) != 0) return 0;
+    char time_text[kLogTimeTextSize];
+    format_time(entry->time, time_text);
+    mutex_guard lock(&ctrl->lock);
+    if (!lock.owns()) return 0;
     orv_log_entry_t *slot = &ctrl->entries[ctrl->write_index];
     *slot = *entry;
-    orv_log_console(slot);
-    if (save != 0 || slot->ext > 0) orv_log_file(slot);
+    orv_log_console(slot, time_text);
+    if (save != 0 || slot->ext > 0) orv_log_file(slot, time_text);
     // Readers take no lock: the new entry becomes visible with this store,
     // after both outputs.
-    __atomic_store_n(&ctrl->write_index, (ctrl->write_index + 1) % ctrl->capacity,
-                     __ATOMIC_RELEASE);
-    pthread_mutex_unlock(&ctrl->lock);
+    write_index_of(*ctrl).store((ctrl->write_index + 1) % ctrl->capacity,
+                                std::memory_order_release);
     return 1;
 }
 
-void orv_log_console(const orv_log_entry_t *entry) {
+void orv_log_console(const orv_log_entry_t *entry, const char *time_text) {
     if (entry == nullptr) return;
-    char time_text[kTimeTextSize];
-    format_time(entry->time, time_text);
     std::printf("%s%s[%s]%s%s\r\n", "\033[", style_of(entry->level).colour, time_text,
                 entry->message, "\033[0m");
 }
 
-void orv_log_file(const orv_log_entry_t *entry) {
+void orv_log_file(const orv_log_entry_t *entry, const char *time_text) {
     orv_log_ctrl_t *ctrl = g_orv_log_ctrl;
     if (entry == nullptr || ctrl == nullptr) return;
-    FILE *fp = entry->ext > 0 ? orv_log_ext_file() : open_numbered_file(ctrl);
-    if (fp == nullptr) return;
-    char time_text[kTimeTextSize];
-    format_time(entry->time, time_text);
-    std::fprintf(fp, style_of(entry->level).file_format, time_text, entry->message);
-    std::fclose(fp);
+    unique_file fp = entry->ext > 0 ? unique_file(orv_log_ext_file()) : open_numbered_file(ctrl);
+    if (!fp) return;
+    std::fprintf(fp.get(), style_of(entry->level).file_format, time_text, entry->message);
 }
 
 // The first ext file while it is below the limit, else the second; when
@@ -193,18 +194,19 @@ FILE *orv_log_ext_file(void) {
     if (ctrl == nullptr) return nullptr;
     char first_path[kPathSize];
     char second_path[kPathSize];
-    orv_snprintf(first_path, sizeof first_path, "%s/run/log/%s_ext_1.txt", orv_rootdir(), ctrl->name);
-    orv_snprintf(second_path, sizeof second_path, "%s/run/log/%s_ext_2.txt", orv_rootdir(), ctrl->name);
+    root_path(first_path, kPathSize, "run/log/%s_ext_1.txt", ctrl->name);
+    root_path(second_path, kPathSize, "run/log/%s_ext_2.txt", ctrl->name);
     struct stat first;
     struct stat second;
-    FILE *fp = open_with_status(first_path, &first);
-    if (fp == nullptr || below_limit(first, *ctrl)) return fp;
-    std::fclose(fp);
-    fp = open_with_status(second_path, &second);
-    if (fp == nullptr || below_limit(second, *ctrl)) return fp;
-    std::fclose(fp);
+    bool full = false;
+    unique_file fp = open_below_limit(first_path, *ctrl, &first, &full);
+    if (!full) return fp.release();
+    fp = open_below_limit(second_path, *ctrl, &second, &full);
+    if (!full) return fp.release();
     return std::fopen(first.st_mtime > second.st_mtime ? second_path : first_path, "w+");
 }
+
+}  // namespace orv::internal
 
 extern "C" {
 
@@ -270,13 +272,13 @@ ORV_API int32_t orv_log_lang(void) {
 ORV_API int orv_log_has(int32_t cursor) {
     const orv_log_ctrl_t *ctrl = g_orv_log_ctrl;
     if (ctrl == nullptr || cursor < 0 || cursor >= ctrl->capacity) return 0;
-    return cursor != __atomic_load_n(&ctrl->write_index, __ATOMIC_ACQUIRE);
+    return cursor != write_index_of(*ctrl).load(std::memory_order_acquire);
 }
 
 ORV_API int32_t orv_log_count(int32_t cursor) {
     const orv_log_ctrl_t *ctrl = g_orv_log_ctrl;
     if (ctrl == nullptr || cursor < 0 || cursor >= ctrl->capacity) return 0;
-    const int32_t write_index = __atomic_load_n(&ctrl->write_index, __ATOMIC_ACQUIRE);
+    const int32_t write_index = write_index_of(*ctrl).load(std::memory_order_acquire);
     if (cursor == write_index) return 0;
     return write_index > cursor ? write_index - cursor : ctrl->capacity - cursor + write_index;
 }
@@ -292,7 +294,7 @@ ORV_API orv_log_entry_t *orv_log_get(int32_t *cursor) {
 ORV_API void orv_log_sync(int32_t *cursor) {
     const orv_log_ctrl_t *ctrl = g_orv_log_ctrl;
     if (cursor == nullptr || ctrl == nullptr) return;
-    *cursor = __atomic_load_n(&ctrl->write_index, __ATOMIC_ACQUIRE);
+    *cursor = write_index_of(*ctrl).load(std::memory_order_acquire);
 }
 
 }  // extern "C"

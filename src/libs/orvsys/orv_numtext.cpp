@@ -130,15 +130,27 @@ constexpr char kDigitPairs[] =
     "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
     "8081828384858687888990919293949596979899";
 
+// Fills the count bytes before end with the lowest count digits of value,
+// two per division from the right, zeros where value has no more digits.
+void put_digits(char *end, uint32_t value, int count) {
+    int left = count;
+    for (; left >= 2; left -= 2) {
+        end -= 2;
+        std::memcpy(end, kDigitPairs + 2 * (value % 100), 2);
+        value /= 100;
+    }
+    if (left == 1) end[-1] = static_cast<char>('0' + value % 10);
+}
+
 // Every writer widens its value to 32 bits (by sign or by zeros) and hands
 // it to the one decimal writer with the matching radix.
 template <class T>
 char *to_ascii(T value, char *dest) {
     static_assert(std::is_integral_v<T> && sizeof(T) <= 4);
     if constexpr (std::is_signed_v<T>) {
-        orv_write_decimal(static_cast<uint32_t>(static_cast<int32_t>(value)), dest, -10);
+        orv::internal::write_decimal(static_cast<uint32_t>(static_cast<int32_t>(value)), dest, -10);
     } else {
-        orv_write_decimal(static_cast<uint32_t>(value), dest, 10);
+        orv::internal::write_decimal(static_cast<uint32_t>(value), dest, 10);
     }
     return dest;
 }
@@ -152,30 +164,29 @@ constexpr char kHexDigits[] = "0123456789ABCDEF";
 
 }  // namespace
 
-// Digits are developed from the right, two per division, straight into
-// dest once their count is known; the first division is unsigned, which is
-// what makes values from 2147483648 up come out right.
-char *orv_write_decimal(uint32_t value, char *dest, int radix) {
+namespace orv::internal {
+
+// The first division is unsigned, which is what makes values from
+// 2147483648 up come out right.
+char *write_decimal(uint32_t value, char *dest, int radix) {
     if (radix < 0 && static_cast<int32_t>(value) < 0) {
         *dest++ = '-';
         value = 0u - value;
     }
     char *end = dest + decimal_digits(value);
     *end = '\0';
-    char *p = end;
-    while (value >= 100) {
-        uint32_t pair = value % 100;
-        value /= 100;
-        p -= 2;
-        std::memcpy(p, kDigitPairs + 2 * pair, 2);
-    }
-    if (value >= 10) {
-        std::memcpy(p - 2, kDigitPairs + 2 * value, 2);
-    } else {
-        p[-1] = static_cast<char>('0' + value);
-    }
+    put_digits(end, value, static_cast<int>(end - dest));
     return end;
 }
+
+char *write_decimal_padded(uint32_t value, char *dest, int width) {
+    const int digits = decimal_digits(value);
+    char *end = dest + (digits > width ? digits : width);
+    put_digits(end, value, static_cast<int>(end - dest));
+    return end;
+}
+
+}  // namespace orv::internal
 
 extern "C" {
 

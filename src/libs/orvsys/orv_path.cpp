@@ -6,11 +6,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 
-#include "orvsys/orv_safestr.h"
 #include "internal/path.h"
+#include "orvsys/orv_safestr.h"
 
 extern "C" {
 ORV_API char g_orv_rootdir[256];
@@ -35,13 +36,26 @@ bool read_self_path(char *buf, int32_t size) {
     return true;
 }
 
-// Drops the last element of text and every "/" before it; a text ending in
-// "/" only loses its trailing slashes.
-void cut_to_directory(char *text) {
-    char *p = text + std::strlen(text) - 1;
-    while (p >= text && *p != '/') *p-- = '\0';
-    while (p >= text && *p == '/') *p-- = '\0';
+bool is_slash(char c) { return c == '/'; }
+bool is_separator(char c) { return c == '/' || c == '\\'; }
+
+// Drops the last element of the first length bytes of text (everything
+// behind the last separator) and the separator before it; with whole_run,
+// every separator of the run before it. A text that ends in a separator
+// loses only that run (or that one separator), and a text without one ends
+// up empty.
+template <bool (*IsSeparator)(char)>
+void drop_last_element(char *text, size_t length, bool whole_run) {
+    size_t i = length;
+    while (i > 0 && !IsSeparator(text[i - 1])) text[--i] = '\0';
+    if (i == 0) return;
+    text[--i] = '\0';
+    while (whole_run && i > 0 && IsSeparator(text[i - 1])) text[--i] = '\0';
 }
+
+// The directory of a path: its last element dropped with all the slashes
+// before it.
+void cut_to_directory(char *text) { drop_last_element<is_slash>(text, std::strlen(text), true); }
 
 // The file name behind path's last "/", without its last extension.
 char *filename_of(const char *path, char *buf, int32_t size) {
@@ -61,17 +75,18 @@ char *extension_of(const char *path, char *buf, int32_t size) {
 }
 
 // The root is the executable's directory less its last element, cut at a
-// "/" or a backslash. A path that cannot be read or does not fit leaves the
-// field empty, never holding what readlink wrote without a terminator.
+// "/" or a backslash, with that one separator. A path that cannot be read or
+// does not fit leaves the field empty, never holding what readlink wrote
+// without a terminator.
 void cut_to_root(const char *exe_dir) {
     if (exe_dir == nullptr) {
-        std::memset(g_orv_rootdir, 0, sizeof g_orv_rootdir);
+        g_orv_rootdir[0] = '\0';
         return;
     }
     orv_strncpy_safe(g_orv_rootdir, exe_dir, sizeof g_orv_rootdir);
-    char *p = g_orv_rootdir + orv_strlen_safe(g_orv_rootdir, sizeof g_orv_rootdir);
-    while (p >= g_orv_rootdir && *p != '/' && *p != '\\') *p-- = '\0';
-    if (p >= g_orv_rootdir) *p = '\0';
+    drop_last_element<is_separator>(
+        g_orv_rootdir, static_cast<size_t>(orv_strlen_safe(g_orv_rootdir, sizeof g_orv_rootdir)),
+        false);
 }
 
 void orv_rootdir_init() {
@@ -176,14 +191,31 @@ ORV_API const char *orv_rootdir(void) {
 
 ORV_API char *orv_dll_dir(void) {
     if (orv_strlen_safe(g_orv_dll_dir, sizeof g_orv_dll_dir - 1) == 0) {
-        orv_snprintf(g_orv_dll_dir, sizeof g_orv_dll_dir, "%s/dll", orv_rootdir());
+        orv::internal::root_path(g_orv_dll_dir, sizeof g_orv_dll_dir, "dll");
     }
     return g_orv_dll_dir;
 }
 
 }  // extern "C"
 
+namespace orv::internal {
+
+bool root_path(char *dest, uint32_t size, const char *format, ...) {
+    const int32_t root_length = orv_snprintf(dest, size, "%s/", orv_rootdir());
+    if (root_length < 0) return false;
+    va_list args;
+    va_start(args, format);
+    const int32_t rest = orv_vsnprintf(dest + root_length,
+                                       size - static_cast<uint32_t>(root_length), format, args);
+    va_end(args);
+    return rest >= 0;
+}
+
+bool settings_path(char (&dest)[kPathSize]) { return root_path(dest, kPathSize, "ini/orv.ini"); }
+
 void orv_rootdir_seam(const char *exe_dir) {
     g_seam_dir = exe_dir;
     pthread_once(&orv_rootdir_once, seam_init);
 }
+
+}  // namespace orv::internal

@@ -9,6 +9,8 @@
 
 namespace {
 
+using orv::internal::orv_casefold_table;
+
 // orv_vsprintf writes without a practical bound: the largest size there is.
 constexpr uint32_t kUnboundedSize = 4294967295u;
 

@@ -16,14 +16,15 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
 
+#include "internal/path.h"
+#include "internal/raii.h"
 #include "orvsys/orv_ini.h"
 #include "orvsys/orv_log.h"
-#include "orvsys/orv_path.h"
-#include "orvsys/orv_safestr.h"
 
 extern "C" {
 ORV_API orv_timer_ctrl_t *g_timer_ctrl = nullptr;
@@ -31,10 +32,11 @@ ORV_API orv_timer_ctrl_t *g_timer_ctrl = nullptr;
 
 namespace {
 
+using orv::internal::mutex_guard;
+
 constexpr int kDefaultSigNo = 50;
 constexpr int kDefaultThreadNum = 1;
 constexpr int kDefaultFirstMs = 1000;
-constexpr int32_t kPathSize = 128;
 constexpr char kSection[] = "ORVCOM";
 constexpr uint32_t kMinSetCapacity = 16;
 
@@ -145,8 +147,8 @@ struct Settings {
 };
 
 Settings read_settings() {
-    char path[kPathSize];
-    orv_snprintf(path, sizeof path, "%s/ini/%s", orv_rootdir(), "orv.ini");
+    char path[orv::internal::kPathSize];
+    orv::internal::settings_path(path);
     int signo = orv_ini_get_long(kSection, "TimerSigNo", kDefaultSigNo, path);
     if (signo < 1) signo = kDefaultSigNo;
     int thread_num = orv_ini_get_long(kSection, "TimerThreadNum", kDefaultThreadNum, path);
@@ -170,8 +172,7 @@ struct timespec from_ms(int ms) {
 }
 
 void disarm(orv_timer_t *timer) {
-    struct itimerspec stop;
-    std::memset(&stop, 0, sizeof stop);
+    const struct itimerspec stop{};
     timer_settime(timer->timer_id, 0, &stop, nullptr);
 }
 
@@ -183,9 +184,20 @@ void release_record(orv_timer_t *timer) {
     std::free(timer);
 }
 
+// The count of started workers, which workers already running read to
+// choose their locking while the start goes on.
+std::atomic_ref<int32_t> running_of(const orv_timer_ctrl_t &ctrl) {
+    return std::atomic_ref<int32_t>(const_cast<int32_t &>(ctrl.running));
+}
+
+// A tick reads the callback without the service lock; a free clears it.
+std::atomic_ref<orv_timer_callback_t> callback_ref(orv_timer_t *timer) {
+    return std::atomic_ref<orv_timer_callback_t>(timer->callback);
+}
+
 bool called_from_worker(const orv_timer_ctrl_t &ctrl) {
     const pthread_t self = pthread_self();
-    const int running = __atomic_load_n(&ctrl.running, __ATOMIC_RELAXED);
+    const int running = running_of(ctrl).load(std::memory_order_relaxed);
     for (int i = 0; i < running; ++i) {
         if (pthread_equal(ctrl.threads[i], self)) return true;
     }
@@ -196,14 +208,15 @@ bool called_from_worker(const orv_timer_ctrl_t &ctrl) {
 // when there are several workers: a free clears it, so a tick already taken
 // when the timer was freed from a callback does not run after all.
 orv_timer_callback_t callback_of(orv_timer_t *timer) {
-    return __atomic_load_n(&timer->callback, __ATOMIC_ACQUIRE);
+    return callback_ref(timer).load(std::memory_order_acquire);
 }
 
 // With several workers the timer's lock keeps its callback on one of them:
 // a tick that finds the callback still running on another worker is lost.
 void run_tick(const orv_timer_ctrl_t &ctrl, orv_timer_t *timer, int overrun) {
-    const bool several = __atomic_load_n(&ctrl.running, __ATOMIC_RELAXED) > 1;
-    if (several && pthread_mutex_trylock(&timer->lock) != 0) return;
+    const bool several = running_of(ctrl).load(std::memory_order_relaxed) > 1;
+    mutex_guard lock(several ? &timer->lock : nullptr, mutex_guard::kTry);
+    if (several && !lock.owns()) return;
     if (orv_timer_callback_t callback = callback_of(timer)) {
         callback(timer->arg);
         if (overrun > 0 && several) {
@@ -215,34 +228,29 @@ void run_tick(const orv_timer_ctrl_t &ctrl, orv_timer_t *timer, int overrun) {
                           static_cast<void *>(timer), overrun);
         }
     }
-    if (several) pthread_mutex_unlock(&timer->lock);
 }
 
 void handle_tick(Service *service, orv_timer_t *timer) {
     orv_timer_ctrl_t *ctrl = &service->ctrl;
-    pthread_mutex_lock(&ctrl->lock);
-    LiveEntry *entry = timer != nullptr ? service->live.find(timer) : nullptr;
-    const bool runnable =
-        entry != nullptr && entry->fate == Fate::kLive && callback_of(timer) != nullptr;
-    if (runnable) ++entry->in_flight;
-    pthread_mutex_unlock(&ctrl->lock);
-    if (!runnable) return;
+    {
+        mutex_guard lock(&ctrl->lock);
+        LiveEntry *entry = timer != nullptr ? service->live.find(timer) : nullptr;
+        if (entry == nullptr || entry->fate != Fate::kLive || callback_of(timer) == nullptr) return;
+        ++entry->in_flight;
+    }
 
     run_tick(*ctrl, timer, timer_getoverrun(timer->timer_id));
 
-    bool release = false;
-    pthread_mutex_lock(&ctrl->lock);
-    entry = service->live.find(timer);  // kept in the set while in flight
-    if (--entry->in_flight == 0) {
-        if (entry->fate == Fate::kReleaseByWorker) {
-            service->live.erase(entry);
-            release = true;
-        } else if (entry->fate == Fate::kReleaseByWaiter) {
-            pthread_cond_broadcast(&service->tick_done);
-        }
+    mutex_guard lock(&ctrl->lock);
+    LiveEntry *entry = service->live.find(timer);  // kept in the set while in flight
+    if (--entry->in_flight > 0) return;
+    if (entry->fate == Fate::kReleaseByWorker) {
+        service->live.erase(entry);
+        lock.unlock();
+        release_record(timer);
+    } else if (entry->fate == Fate::kReleaseByWaiter) {
+        pthread_cond_broadcast(&service->tick_done);
     }
-    pthread_mutex_unlock(&ctrl->lock);
-    if (release) release_record(timer);
 }
 
 void *orv_timer_thread(void *) {
@@ -278,8 +286,7 @@ bool start_threads(orv_timer_ctrl_t *ctrl) {
             continue;
         }
         orv_log_debug("syslog(sys) : timer thread[%d] is started!!!", i);
-        // Workers already running read this to choose their locking.
-        __atomic_store_n(&ctrl->running, ctrl->running + 1, __ATOMIC_RELAXED);
+        running_of(*ctrl).store(ctrl->running + 1, std::memory_order_relaxed);
     }
     return ctrl->running > 0;
 }
@@ -367,12 +374,13 @@ ORV_API void orv_timer_uninit(void) {
     Service *service = service_of(ctrl);
     signal(ctrl->signo, SIG_IGN);
     orv_log_debug("kill %d", ctrl->signo + 1);
-    pthread_mutex_lock(&ctrl->lock);
-    for (void *t = orv_list_begin(&ctrl->timers); t != nullptr;
-         t = orv_list_next(&ctrl->timers, t)) {
-        disarm(static_cast<orv_timer_t *>(t));
+    {
+        mutex_guard lock(&ctrl->lock);
+        for (void *t = orv_list_begin(&ctrl->timers); t != nullptr;
+             t = orv_list_next(&ctrl->timers, t)) {
+            disarm(static_cast<orv_timer_t *>(t));
+        }
     }
-    pthread_mutex_unlock(&ctrl->lock);
     if (!raise_exit_signals(*ctrl)) {
         // Joining could wait forever, and a worker may still run: the
         // service and its timers stay allocated rather than freed under it.
@@ -409,8 +417,7 @@ ORV_API orv_timer_t *orv_timer_create(int first_ms, int period_ms, orv_timer_cal
     timer->arg = arg;
     pthread_mutex_init(&timer->lock, nullptr);
 
-    struct sigevent event;
-    std::memset(&event, 0, sizeof event);
+    struct sigevent event{};
     event.sigev_notify = SIGEV_SIGNAL;
     event.sigev_signo = ctrl->signo;
     event.sigev_value.sival_ptr = timer;
@@ -422,25 +429,28 @@ ORV_API orv_timer_t *orv_timer_create(int first_ms, int period_ms, orv_timer_cal
     // Live and listed before it is armed, so that a worker finds its first
     // tick, which may still run before this returns.
     Service *service = service_of(ctrl);
-    pthread_mutex_lock(&ctrl->lock);
-    const bool room = service->live.reserve_one();
-    if (room) {
-        service->live.insert(timer);
-        orv_list_push_back(&ctrl->timers, timer);
+    bool room = false;
+    {
+        mutex_guard lock(&ctrl->lock);
+        room = service->live.reserve_one();
+        if (room) {
+            service->live.insert(timer);
+            orv_list_push_back(&ctrl->timers, timer);
+        }
     }
-    pthread_mutex_unlock(&ctrl->lock);
     if (!room) {
         release_record(timer);
         return nullptr;
     }
-    struct itimerspec schedule;
+    struct itimerspec schedule{};
     schedule.it_interval = from_ms(period_ms);
     schedule.it_value = from_ms(first_ms);
     if (timer_settime(timer->timer_id, 0, &schedule, nullptr) != 0) {
-        pthread_mutex_lock(&ctrl->lock);
-        service->live.erase(service->live.find(timer));
-        orv_list_remove(&ctrl->timers, timer);
-        pthread_mutex_unlock(&ctrl->lock);
+        {
+            mutex_guard lock(&ctrl->lock);
+            service->live.erase(service->live.find(timer));
+            orv_list_remove(&ctrl->timers, timer);
+        }
         release_record(timer);
         return nullptr;
     }
@@ -454,18 +464,14 @@ ORV_API void orv_timer_free(orv_timer_t *timer) {
     orv_timer_ctrl_t *ctrl = g_timer_ctrl;
     if (timer == nullptr || ctrl == nullptr) return;
     Service *service = service_of(ctrl);
-    pthread_mutex_lock(&ctrl->lock);
+    mutex_guard lock(&ctrl->lock);
     LiveEntry *entry = service->live.find(timer);
-    if (entry == nullptr || entry->fate != Fate::kLive) {  // not ours, or being freed
-        pthread_mutex_unlock(&ctrl->lock);
-        return;
-    }
+    if (entry == nullptr || entry->fate != Fate::kLive) return;  // not ours, or being freed
     orv_list_remove(&ctrl->timers, timer);
     disarm(timer);
-    __atomic_store_n(&timer->callback, nullptr, __ATOMIC_RELEASE);
+    callback_ref(timer).store(nullptr, std::memory_order_release);
     if (entry->in_flight > 0 && called_from_worker(*ctrl)) {
         entry->fate = Fate::kReleaseByWorker;
-        pthread_mutex_unlock(&ctrl->lock);
         return;
     }
     entry->fate = Fate::kReleaseByWaiter;
@@ -474,7 +480,7 @@ ORV_API void orv_timer_free(orv_timer_t *timer) {
         entry = service->live.find(timer);
     }
     service->live.erase(entry);
-    pthread_mutex_unlock(&ctrl->lock);
+    lock.unlock();
     release_record(timer);
 }
 

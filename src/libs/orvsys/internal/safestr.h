@@ -1,10 +1,11 @@
-// Internal helpers of the safe-string family shared with other families.
+// The case-folding table of the safe-string family's comparisons: internal
+// to the library, and reachable by the unit tests through the static build.
 #pragma once
 
 #include <array>
 #include <cstdint>
 
-namespace orv_detail {
+namespace orv::internal {
 
 constexpr std::array<unsigned char, 256> make_casefold_table() {
     std::array<unsigned char, 256> table{};
@@ -14,10 +15,9 @@ constexpr std::array<unsigned char, 256> make_casefold_table() {
     return table;
 }
 
-}  // namespace orv_detail
-
 // Folds "A".."Z" to "a".."z" and maps every other byte to itself, so that
 // case-insensitive comparison does not depend on the process locale. Built
 // at compile time; nothing writes it.
-inline constexpr std::array<unsigned char, 256> orv_casefold_table =
-    orv_detail::make_casefold_table();
+inline constexpr std::array<unsigned char, 256> orv_casefold_table = make_casefold_table();
+
+}  // namespace orv::internal
