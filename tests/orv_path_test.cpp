@@ -103,6 +103,11 @@ TEST(PathRoot, DerivedFromExecutableDirectory) {
             EXPECT_TRUE(dll == g_orv_dll_dir && orv_rootdir() == g_orv_rootdir);
             EXPECT_EQ(std::string(g_orv_rootdir), row.root);
             EXPECT_EQ(std::string(dll), row.preset_dll ? row.preset_dll : row.root + "/dll");
+            // The library's own paths under the root: cut to 127 bytes, and said so.
+            char settings[orv::internal::kPathSize];
+            const std::string whole = row.root + "/ini/orv.ini";
+            EXPECT_EQ(orv::internal::settings_path(settings), whole.size() < sizeof settings);
+            EXPECT_EQ(std::string(settings), whole.substr(0, sizeof settings - 1));
         });
         EXPECT_TRUE(child.ok()) << "executable in " << row.exe_dir << ": " << child;
     }
