@@ -136,7 +136,7 @@ TEST_F(IniWrite, RewritesChangeOnlyWhatTheyMust) {
         {"[S]\na=1\nb=2\nc=3\n[T]\nb=4\n", "S", "b", nullptr, "[S]\na=1\nc=3\n[T]\nb=4\n"},
         {"[S]\na=1\n", "S", "z", nullptr, "[S]\na=1\n"}, {"[S]\na=1\n", "T", "a", nullptr, "[S]\na=1\n"},
         {"x=0\n[S]\na=1\n; c\n\n[T]\nb=2\n", "s", nullptr, "ignored", "x=0\n[T]\nb=2\n"},
-        {"[T]\nb=2\n[S]\na=1\n# c\n\n", "S", nullptr, nullptr, "[T]\nb=2\n"},
+        {"[T]\nb=2\n[S]\na=1\n# c\n\n", "S", nullptr, nullptr, "[T]\nb=2\n"}, {"[S]\n[T]\nb=2\n", "S", nullptr, nullptr, "[T]\nb=2\n"},
         {"a=1\n[S]\nb=2\n", nullptr, "c", "3", "a=1\nc=3\n[S]\nb=2\n"}, {"a=1", nullptr, "b", "2", "a=1\nb=2\n"},
         {"a=1\n[S]\na=2\n", "", "a", "9", "a=9\n[S]\na=2\n"}, {"[S]\nb=2\n", nullptr, "c", "3", "c=3\n[S]\nb=2\n"},
         {"a=1\nc=2\n[S]\na=5\n", nullptr, "a", nullptr, "c=2\n[S]\na=5\n"},
@@ -194,8 +194,10 @@ TEST_F(IniWrite, RefusedOrFailedRewritesKeepTheOldFile) {
     const std::string deep = std::string(150, 'd') + "/" + std::string(150, 'd'), head = dir / deep + "/";
     ASSERT_TRUE(dir.mkdirs(deep));
     auto path_of = [&](size_t length) { return head + std::string(length - head.size(), 'f'); };
-    // A name ending in "~", a 512-byte path, and a directory in the temporary file's place.
-    EXPECT_EQ(orv_ini_put_string("S", "k", "v", nullptr) + orv_ini_put_string("S", "k", "v", ""), 0);
+    // No name, a missing directory, a name ending in "~", a 512-byte path, and a directory in the
+    // temporary file's place.
+    EXPECT_EQ(orv_ini_put_string("S", "k", "v", nullptr) + orv_ini_put_string("S", "k", "v", "") +
+                  orv_ini_put_string("S", "k", "v", (dir / "none/x.ini").c_str()), 0);
     ASSERT_TRUE(dir.mkdirs("d.in~"));
     for (const std::string &name : {dir / "a.ini~", path_of(512), dir / "d.ini"}) {
         ASSERT_TRUE(write_file(name, "[S]\nk=old\n"));
