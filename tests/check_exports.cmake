@@ -1,76 +1,56 @@
 cmake_minimum_required(VERSION 3.25)
 # Fails when the shared library exports a name outside EXPECTED, misses one
 # of them, or needs a library beyond the C library family at run time.
-# Called with -DLIB= -DNM= -DREADELF= -DEXPECTED= and -DSANITIZED=ON|OFF.
+# Called with -DLIB= -DNM= -DREADELF= -DEXPECTED= and -DSANITIZE=ORV_SANITIZE.
 
-execute_process(COMMAND ${NM} -D --defined-only --format=posix ${LIB}
-  OUTPUT_VARIABLE nm_out RESULT_VARIABLE nm_rc)
-if(NOT nm_rc EQUAL 0)
-  message(FATAL_ERROR "${NM} failed on ${LIB}")
+function(run out)
+  execute_process(COMMAND ${ARGN} OUTPUT_VARIABLE text RESULT_VARIABLE rc)
+  if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "failed: ${ARGN}")
+  endif()
+  set(${out} "${text}" PARENT_SCOPE)
+endfunction()
+
+# Defined dynamic symbols, without versions, the symbols the linker defines
+# in every shared object, and the __odr_asan.<name> marker AddressSanitizer
+# adds beside each exported variable.
+run(nm_out ${NM} -D --defined-only --format=posix ${LIB})
+string(REGEX MATCHALL "(^|\n)[^ @\n]+" exported "${nm_out}")
+string(REPLACE "\n" "" exported "${exported}")
+list(FILTER exported EXCLUDE REGEX
+     "^(_init|_fini|_edata|_end|__bss_start__?|__bss_end__|_bss_end__|__end__|__odr_asan.*)$")
+file(STRINGS ${EXPECTED} expected REGEX "^[A-Za-z_]")
+
+set(extra ${exported})
+list(REMOVE_ITEM extra ${expected})
+set(missing ${expected})
+list(REMOVE_ITEM missing ${exported})
+list(JOIN extra " " extra)
+list(JOIN missing " " missing)
+set(problems)
+if(extra)
+  string(APPEND problems "\nexported but not in the list: ${extra}")
+endif()
+if(missing)
+  string(APPEND problems "\nlisted but not exported: ${missing}")
 endif()
 
-# Symbols the linker defines in every shared object.
-set(linker_symbols _init _fini _edata _end __bss_start __bss_start__ __bss_end__
-    _bss_end__ __end__)
-
-set(exported)
-string(REPLACE "\n" ";" nm_lines "${nm_out}")
-foreach(line IN LISTS nm_lines)
-  if(line MATCHES "^([^ ]+) ([A-Za-z]) ")
-    set(name ${CMAKE_MATCH_1})
-    string(REGEX REPLACE "@.*" "" name "${name}")
-    # AddressSanitizer adds an __odr_asan.<name> marker beside each
-    # exported variable.
-    if(NOT name IN_LIST linker_symbols AND NOT (SANITIZED AND name MATCHES "^__odr_asan"))
-      list(APPEND exported ${name})
-    endif()
-  endif()
-endforeach()
-
-file(STRINGS ${EXPECTED} expected_lines)
-set(expected)
-foreach(line IN LISTS expected_lines)
-  string(STRIP "${line}" line)
-  if(line AND NOT line MATCHES "^#")
-    list(APPEND expected ${line})
-  endif()
-endforeach()
-
-set(failed FALSE)
-foreach(name IN LISTS exported)
-  if(NOT name IN_LIST expected)
-    message(SEND_ERROR "exported but not in the list: ${name}")
-    set(failed TRUE)
-  endif()
-endforeach()
-foreach(name IN LISTS expected)
-  if(NOT name IN_LIST exported)
-    message(SEND_ERROR "listed but not exported: ${name}")
-    set(failed TRUE)
-  endif()
-endforeach()
-
-execute_process(COMMAND ${READELF} -d ${LIB} OUTPUT_VARIABLE dyn RESULT_VARIABLE re_rc)
-if(NOT re_rc EQUAL 0)
-  message(FATAL_ERROR "${READELF} failed on ${LIB}")
-endif()
-string(REGEX MATCHALL "\\(NEEDED\\)[^\n]*\\[([^]]+)\\]" needed_lines "${dyn}")
+run(dyn ${READELF} -d ${LIB})
+string(REGEX MATCHALL "\\(NEEDED\\)[^\n]*\\[[^]\n]+\\]" needed_lines "${dyn}")
 foreach(entry IN LISTS needed_lines)
   string(REGEX REPLACE ".*\\[([^]]+)\\].*" "\\1" lib "${entry}")
   # A sanitized build also needs the sanitizer runtimes.
   if(NOT lib MATCHES "^(libc|libm|libdl|libpthread|librt)\\.so\\.[0-9]+$|^ld-linux"
-     AND NOT (SANITIZED AND lib MATCHES "^lib(asan|ubsan|tsan)\\.so"))
-    message(SEND_ERROR "needs ${lib} at run time")
-    set(failed TRUE)
+     AND NOT (SANITIZE AND lib MATCHES "^lib(asan|ubsan|tsan)\\.so"))
+    string(APPEND problems "\nneeds ${lib} at run time")
   endif()
 endforeach()
 if(NOT dyn MATCHES "\\(SONAME\\)[^\n]*\\[liborvsys\\.so\\.1\\]")
-  message(SEND_ERROR "SONAME is not liborvsys.so.1")
-  set(failed TRUE)
+  string(APPEND problems "\nSONAME is not liborvsys.so.1")
 endif()
 
-list(LENGTH exported count)
-if(failed)
-  message(FATAL_ERROR "export check failed")
+if(problems)
+  message(FATAL_ERROR "export check failed:${problems}")
 endif()
+list(LENGTH exported count)
 message(STATUS "liborvsys exports ${count} names, all listed")

@@ -1,8 +1,8 @@
 cmake_minimum_required(VERSION 3.25)
 # Installs the build into a scratch prefix, then builds and runs a small
 # consumer against it twice: through find_package(orvsys) and through
-# pkg-config. Called with -DBUILD_DIR= -DWORK_DIR= -DCONSUMER_DIR= -DCC=
-# -DLIBDIR= and, for a cross build, -DTOOLCHAIN= -DEMULATOR=.
+# pkg-config. Called with -DBUILD_DIR= -DWORK_DIR= -DCONSUMER_DIR= -DGENERATOR=
+# -DCC= -DLIBDIR= and, for a cross build, -DTOOLCHAIN= -DEMULATOR=.
 
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
@@ -24,20 +24,11 @@ foreach(file include/orvsys/orvsys.h ${LIBDIR}/liborvsys.so ${LIBDIR}/liborvsys.
   endif()
 endforeach()
 
-set(emulator)
-if(EMULATOR)
-  set(emulator ${EMULATOR})
-endif()
-
-# 1. find_package
-set(toolchain_arg)
-if(TOOLCHAIN)
-  set(toolchain_arg -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN})
-endif()
-run(${CMAKE_COMMAND} -S ${CONSUMER_DIR}/consumer -B ${WORK_DIR}/cmake-consumer
-    -DCMAKE_PREFIX_PATH=${prefix} ${toolchain_arg})
+# 1. find_package (an empty toolchain file is none)
+run(${CMAKE_COMMAND} -S ${CONSUMER_DIR}/consumer -B ${WORK_DIR}/cmake-consumer -G ${GENERATOR}
+    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN})
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/cmake-consumer)
-run(${emulator} ${WORK_DIR}/cmake-consumer/consumer)
+run(${EMULATOR} ${WORK_DIR}/cmake-consumer/consumer)
 message(STATUS "find_package consumer: ${run_output}")
 
 # 2. pkg-config
@@ -46,7 +37,7 @@ set(ENV{PKG_CONFIG_LIBDIR} ${prefix}/${LIBDIR}/pkgconfig)
 run(pkg-config --cflags --libs orvsys)
 string(STRIP "${run_output}" flags)
 separate_arguments(flags UNIX_COMMAND "${flags}")
-run(${CC} -std=c11 -Wall -Wextra ${CONSUMER_DIR}/consumer/consumer.c ${flags}
+run(${CC} -std=c11 -pedantic -Wall -Wextra -Werror ${CONSUMER_DIR}/consumer/consumer.c ${flags}
     -Wl,-rpath,${prefix}/${LIBDIR} -o ${WORK_DIR}/pkgconfig-consumer)
-run(${emulator} ${WORK_DIR}/pkgconfig-consumer)
+run(${EMULATOR} ${WORK_DIR}/pkgconfig-consumer)
 message(STATUS "pkg-config consumer: ${run_output}")
