@@ -4,38 +4,140 @@
 // date-first from a time-first text and pick the token slices; two store
 // operations decide which token is which field and check the ranges.
 // Everything works on the caller's stack.
+//
+// Speed: the scan reads each character once, through one constant table of
+// the C locale's classes, so no form is faster than another and no locale
+// changes a result. The drivers keep their tokens as places in the text
+// instead of copying the digits into orv_date_token_t; only a fraction is
+// read back from there. nextDateToken builds the full token from the same
+// scan, so both give one result.
 #include "orvsys/orv_datetext.h"
 
-#include <cctype>
-#include <cstring>
+#include <array>
+#include <cstdint>
 
 #include "internal/datetext.h"
 
-const char *const g_month_names[13] = {"",    "JAN", "FEB", "MAR", "APR", "MAY", "JUN",
-                                       "JUL", "AUG", "SEP", "OCT", "NOV", "DEC"};
+namespace orv::internal {
+
+constexpr const char *const g_month_names[13] = {"",    "JAN", "FEB", "MAR", "APR", "MAY", "JUN",
+                                                 "JUL", "AUG", "SEP", "OCT", "NOV", "DEC"};
+
+}  // namespace orv::internal
 
 namespace {
+
+using orv::internal::g_month_names;
 
 constexpr int kMaxTokens = 10;
 constexpr int kMaxDigits = 10;       // a token reaching this many digits fails
 constexpr int kMonthNameDigits = 9;  // the digit count that marks a month name
+constexpr int kFractionDigits = 9;
 constexpr int kTwoDigitYearPivot = 68;
 constexpr int kMinYear = 1969;
 constexpr int kDefaultOrder = 1;
 constexpr int kDayFirst = 2;
 constexpr int kYearFirst = 3;
 
-bool is_space(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
-bool is_digit(char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0; }
-bool is_alnum(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0; }
-char upper(char c) { return static_cast<char>(std::toupper(static_cast<unsigned char>(c))); }
+// What a character does behind the digits of a token.
+enum class Ends : uint8_t {
+    Other,   // the token fails, unless a month name starts here
+    Text,    // the terminator: delim " ", and the position stays on it
+    Space,   // delim " "
+    Mark,    // ":", ".", "-", "+": delim as written
+    Slash,   // delim "-"
+    T,       // the date and time split, with a digit next
+    Z,       // the zone designator, with the end, a blank or "(" next
+    Marker,  // "A" or "P" of a clock marker, in either case
+};
 
-void reset_token(orv_date_token_t *token) {
-    token->digits = 0;
-    token->value = 0;
-    token->scale = 1;
-    token->delim = ' ';
-    std::memset(token->text, 0, sizeof token->text);
+enum CharClass : uint8_t { kSpace = 1, kDigit = 2, kLetter = 4, kLower = 8 };
+
+struct CharInfo {
+    uint8_t classes;
+    Ends ends;
+};
+
+// The classes of the C locale, on the byte as unsigned (bytes above 127
+// are in none), and what each character does behind a token's digits.
+constexpr std::array<CharInfo, 256> kChars = [] {
+    std::array<CharInfo, 256> chars{};
+    for (const char c : {' ', '\t', '\n', '\v', '\f', '\r'}) chars[c] = {kSpace, Ends::Space};
+    for (int c = '0'; c <= '9'; ++c) chars[c].classes = kDigit;
+    for (int c = 'A'; c <= 'Z'; ++c) chars[c].classes = kLetter;
+    for (int c = 'a'; c <= 'z'; ++c) chars[c].classes = kLetter | kLower;
+    chars['\0'].ends = Ends::Text;
+    for (const char c : {':', '.', '-', '+'}) chars[c].ends = Ends::Mark;
+    chars['/'].ends = Ends::Slash;
+    chars['T'].ends = chars['t'].ends = Ends::T;
+    chars['Z'].ends = chars['z'].ends = Ends::Z;
+    for (const char c : {'A', 'a', 'P', 'p'}) chars[c].ends = Ends::Marker;
+    return chars;
+}();
+
+const CharInfo &info(char c) { return kChars[static_cast<unsigned char>(c)]; }
+bool is_space(char c) { return (info(c).classes & kSpace) != 0; }
+bool is_digit(char c) { return (info(c).classes & kDigit) != 0; }
+bool is_alnum(char c) { return (info(c).classes & (kDigit | kLetter)) != 0; }
+char upper(char c) { return (info(c).classes & kLower) != 0 ? static_cast<char>(c - 'a' + 'A') : c; }
+
+// Three upper-case letters as one number, so that a month name is found
+// by twelve integer comparisons.
+constexpr uint32_t pack3(char a, char b, char c) {
+    return static_cast<uint32_t>(static_cast<unsigned char>(a)) |
+           static_cast<uint32_t>(static_cast<unsigned char>(b)) << 8 |
+           static_cast<uint32_t>(static_cast<unsigned char>(c)) << 16;
+}
+
+constexpr std::array<uint32_t, 13> kMonthKeys = [] {
+    std::array<uint32_t, 13> keys{};
+    for (int month = 1; month <= 12; ++month) {
+        const char *name = g_month_names[month];
+        keys[month] = pack3(name[0], name[1], name[2]);
+    }
+    return keys;
+}();
+
+// A token as the drivers keep it: the fields the store operations read,
+// and where its digits stand in the text, from which a fraction is read.
+struct ScanToken {
+    int32_t digits;  // as orv_date_token_t.digits
+    int32_t value;   // as orv_date_token_t.value
+    char delim;      // as orv_date_token_t.delim
+    int8_t length;   // digits at start; 0 where month name letters took their place
+    const char *start;
+};
+
+// What the scan keeps of a token: the caller's token gets a copy of the
+// characters, the drivers' token only their place. Both start with delim
+// " " and, without digits, all else zero.
+void begin_token(ScanToken &token, const char *position) {
+    token = ScanToken{0, 0, ' ', 0, position};
+}
+
+void begin_token(orv_date_token_t &, const char *) {}  // nextDateToken has reset it
+
+void keep_digits(ScanToken &token, const char *start, int32_t digits, uint32_t value) {
+    token = ScanToken{digits, static_cast<int32_t>(value), ' ', static_cast<int8_t>(digits), start};
+}
+
+// Unsigned steps: a tenth digit may wrap before the token is refused.
+void keep_digits(orv_date_token_t &token, const char *start, int32_t digits, uint32_t value) {
+    uint32_t scale = 1;
+    for (int i = 0; i < digits; ++i) {
+        token.text[i] = start[i];
+        scale *= 10u;
+    }
+    token.digits = digits;
+    token.value = static_cast<int32_t>(value);
+    token.scale = static_cast<int32_t>(scale);
+}
+
+void keep_letters(ScanToken &token, const char *) { token.length = 0; }
+
+void keep_letters(orv_date_token_t &token, const char *letters) {
+    for (int i = 0; i < 3; ++i) token.text[i] = upper(letters[i]);
+    token.text[3] = '\0';
 }
 
 // Characters behind a number that make a "." a full stop, not a fraction.
@@ -44,126 +146,205 @@ bool ends_sentence(char c) {
 }
 
 // Three letters at position, then "-" or "/": a month name ends the token.
-const char *scan_month_name(const char *position, orv_date_token_t *token) {
-    for (int i = 0; i < 3; ++i) {
-        if (position[i] == '\0') return nullptr;
-    }
+template <class Token>
+const char *scan_month_name(const char *position, Token &token) {
+    if (position[0] == '\0' || position[1] == '\0' || position[2] == '\0') return nullptr;
     if (position[3] != '-' && position[3] != '/') return nullptr;
-    for (int i = 0; i < 3; ++i) token->text[i] = upper(position[i]);
-    token->text[3] = '\0';
+    keep_letters(token, position);
+    const uint32_t key = pack3(upper(position[0]), upper(position[1]), upper(position[2]));
     for (int month = 1; month <= 12; ++month) {
-        if (std::strcmp(token->text, g_month_names[month]) == 0) {
-            token->delim = '-';
-            token->value = month;
-            token->digits = kMonthNameDigits;
+        if (key == kMonthKeys[month]) {
+            token.delim = '-';
+            token.value = month;
+            token.digits = kMonthNameDigits;
             return position + 4;
         }
     }
     return nullptr;
 }
 
-// What ends a token of digits. Returns the position behind the delimiter,
-// or null to try a month name at position (delim as set) when
-// *try_month_name is set, else to fail the token.
-const char *scan_delimiter(const char *position, orv_date_token_t *token, bool *try_month_name) {
-    *try_month_name = false;
-    token->delim = upper(*position);
-    if (*position == '\0') {
-        token->delim = ' ';
-        return position;
+// The scanner, for nextDateToken and for the drivers' own tokens: one token
+// from a non-null position. Returns the position behind it, or null when
+// the token is incomplete or the text has ended; a failed token keeps what
+// it had read. prev is the delimiter of the token before.
+template <class Token>
+[[gnu::always_inline]] inline const char *scan_token(const char *position, char prev,
+                                                     Token &token) {
+    while (is_space(*position)) ++position;
+    const char *start = position;
+    int32_t digits = 0;
+    uint32_t value = 0;
+    for (; digits < kMaxDigits && is_digit(*position); ++position, ++digits) {
+        value = value * 10u + static_cast<uint32_t>(*position - '0');
     }
-    if (is_space(*position)) {
-        token->delim = ' ';
+    if (digits == 0) {
+        begin_token(token, start);
+        return *start == '\0' ? nullptr : scan_month_name(start, token);
+    }
+    keep_digits(token, start, digits, value);
+    if (digits == kMaxDigits) return nullptr;
+
+    if (prev == '.') {
+        // Nine digits of a fraction count as eight, leaving 9 to month
+        // names; the text keeps all nine.
+        if (digits == kMonthNameDigits) token.digits = 8;
+    } else {
+        // Outside a fraction only 1, 2 and 4 digits stand.
+        if (digits == 3 || digits > 4) return nullptr;
+        if (*position == '.' && ends_sentence(position[1])) ++position;
+    }
+
+    // The delimiter: position is on the first character behind the digits.
+    const char c = *position;
+    const Ends ends = info(c).ends;
+    if (ends == Ends::Mark) [[likely]] {
+        token.delim = c;
         return position + 1;
     }
-    switch (token->delim) {
-    case ':':
-    case '.':
-    case '-':
-    case '+': return position + 1;
-    case '/': token->delim = '-'; return position + 1;
-    case 'T':
+    switch (ends) {
+    case Ends::Text: return position;
+    case Ends::Space: return position + 1;
+    case Ends::Mark: break;  // above
+    case Ends::Slash: token.delim = '-'; return position + 1;
+    case Ends::T:
+        token.delim = 'T';
         if (is_digit(position[1])) return position + 1;
         break;
-    case 'Z':
+    case Ends::Z:
+        token.delim = 'Z';
         if (static_cast<unsigned char>(position[1]) <= ' ' || position[1] == '(') return position + 1;
         break;
-    case 'A':
-    case 'P':
+    case Ends::Marker:
         // A clock marker must touch the digits and end there: "P", "PM".
+        token.delim = upper(c);
         if (!is_alnum(position[1])) return position + 1;
         if (upper(position[1]) == 'M' && !is_alnum(position[2])) return position + 2;
         return nullptr;
-    default: break;
+    case Ends::Other: token.delim = upper(c); break;
     }
-    *try_month_name = true;
-    return nullptr;
+    return scan_month_name(position, token);
 }
 
-// The token slice of a date: the key is the three digit counts.
-enum class Field : char { Month = 'M', Day = 'D', Year = 'Y', ShortYear = 'y' };
+// What a date token's digit count can make of it; the date table is keyed
+// by the classes of its three tokens.
+enum CountClass : uint8_t { kNoField, kShort, kLong, kName };
 
+constexpr CountClass kCountClasses[10] = {kNoField, kShort,   kShort,   kNoField, kLong,
+                                           kNoField, kNoField, kNoField, kNoField, kName};
+
+// kCountClasses at two bits each, so that a class is a shift and not a
+// load: the date fields wait on it.
+constexpr uint32_t kCountClassBits = [] {
+    uint32_t bits = 0;
+    for (int digits = 0; digits < 10; ++digits) bits |= uint32_t{kCountClasses[digits]} << 2 * digits;
+    return bits;
+}();
+
+CountClass count_class(int32_t digits) {
+    const auto n = static_cast<uint32_t>(digits);
+    return n < 10 ? static_cast<CountClass>(kCountClassBits >> 2 * n & 3) : kNoField;
+}
+
+// The meaning of three date tokens: M month, D day, Y a year as written,
+// y a two-digit year, for order 1, 2 and 3. A four-digit field is the year
+// and a month name the month, and the order settles the rest.
 struct DateLayout {
-    const char *counts[3];  // digit counts each token may have
-    const char *by_order[3];  // meaning of the three tokens for order 1, 2, 3
+    CountClass counts[3];
+    const char *by_order[3];
 };
 
-// Two-digit fields ("1" or "2" digits) are ambiguous; a four-digit field is
-// the year and a month name the month, and the order settles the rest.
 constexpr DateLayout kDateLayouts[] = {
-    {{"12", "12", "12"}, {"MDy", "DMy", "yMD"}},
-    {{"12", "12", "4"}, {"MDY", "DMY", "MDY"}},
-    {{"12", "9", "12"}, {"DMy", "DMy", "yMD"}},
-    {{"12", "9", "4"}, {"DMY", "DMY", "DMY"}},
-    {{"4", "12", "12"}, {"YMD", "YMD", "YMD"}},
-    {{"4", "9", "12"}, {"YMD", "YMD", "YMD"}},
-    {{"9", "12", "12"}, {"MDy", "MDy", "MDy"}},
-    {{"9", "12", "4"}, {"MDY", "MDY", "MDY"}},
+    {{kShort, kShort, kShort}, {"MDy", "DMy", "yMD"}},
+    {{kShort, kShort, kLong}, {"MDY", "DMY", "MDY"}},
+    {{kShort, kName, kShort}, {"DMy", "DMy", "yMD"}},
+    {{kShort, kName, kLong}, {"DMY", "DMY", "DMY"}},
+    {{kLong, kShort, kShort}, {"YMD", "YMD", "YMD"}},
+    {{kLong, kName, kShort}, {"YMD", "YMD", "YMD"}},
+    {{kName, kShort, kShort}, {"MDy", "MDy", "MDy"}},
+    {{kName, kShort, kLong}, {"MDY", "MDY", "MDY"}},
 };
 
-bool count_matches(const char *allowed, int32_t digits) {
-    for (; *allowed != '\0'; ++allowed) {
-        if (digits == *allowed - '0') return true;
-    }
-    return false;
+constexpr int layout_key(CountClass first, CountClass second, CountClass third) {
+    return first * 16 + second * 4 + third;
 }
 
-// The meanings of three date tokens for the order, or null for a key the
-// table does not have.
-const char *date_meaning(const orv_date_token_t *tokens, int order) {
-    const int column = order == kDayFirst ? 1 : order == kYearFirst ? 2 : 0;
-    for (const DateLayout &layout : kDateLayouts) {
-        if (count_matches(layout.counts[0], tokens[0].digits) &&
-            count_matches(layout.counts[1], tokens[1].digits) &&
-            count_matches(layout.counts[2], tokens[2].digits)) {
-            return layout.by_order[column];
+// A meaning as the token index of each field; month_at is -1 for a key
+// the table does not have.
+struct DateFields {
+    int8_t month_at = -1;
+    int8_t day_at = -1;
+    int8_t year_at = -1;
+    bool short_year = false;
+};
+
+constexpr DateFields fields_of(const char *meaning) {
+    DateFields fields;
+    for (int8_t i = 0; i < 3; ++i) {
+        switch (meaning[i]) {
+        case 'M': fields.month_at = i; break;
+        case 'D': fields.day_at = i; break;
+        default: fields.year_at = i; fields.short_year = meaning[i] == 'y'; break;
         }
     }
-    return nullptr;
+    return fields;
 }
+
+// kDateLayouts by key and order column, worked out once.
+constexpr std::array<std::array<DateFields, 3>, 64> kDateFields = [] {
+    std::array<std::array<DateFields, 3>, 64> table{};
+    for (const DateLayout &layout : kDateLayouts) {
+        const int key = layout_key(layout.counts[0], layout.counts[1], layout.counts[2]);
+        for (int column = 0; column < 3; ++column) {
+            table[key][column] = fields_of(layout.by_order[column]);
+        }
+    }
+    return table;
+}();
 
 int32_t widen_year(int32_t two_digits) {
     return two_digits + (two_digits > kTwoDigitYearPivot ? 1900 : 2000);
 }
 
-// The fraction's first `width` characters, right-padded with "0"; text that
-// is not digits reads as 0. Cut, never rounded.
-int32_t fraction_digits(const char *text, int width) {
+// The fraction to 3, 6 and 9 characters of text, right-padded with "0"
+// behind its end or its length, and cut, never rounded. A width whose
+// characters are not all digits reads 0.
+struct Fraction {
+    int32_t msec = 0;
+    int32_t usec = 0;
+    int32_t nsec = 0;
+};
+
+Fraction read_fraction(const char *text, int length) {
+    Fraction fraction;
     int32_t value = 0;
-    for (int i = 0; i < width; ++i) {
-        const char c = *text != '\0' ? *text++ : '0';
-        if (!is_digit(c)) return 0;
+    for (int i = 0; i < kFractionDigits; ++i) {
+        if (i < length && text[i] == '\0') length = i;
+        const char c = i < length ? text[i] : '0';
+        if (!is_digit(c)) break;
         value = value * 10 + (c - '0');
+        if (i == 2) fraction.msec = value;
+        if (i == 5) fraction.usec = value;
+        if (i == 8) fraction.nsec = value;
     }
-    return value;
+    return fraction;
 }
 
-bool one_or_two_digits(const orv_date_token_t &token) {
+// A fraction token's text: the caller's copy, or the digits in the text;
+// where month name letters took their place it reads 0 either way.
+Fraction fraction_of(const orv_date_token_t &token) {
+    return read_fraction(token.text, sizeof token.text);
+}
+
+Fraction fraction_of(const ScanToken &token) { return read_fraction(token.start, token.length); }
+
+template <class Token>
+bool one_or_two_digits(const Token &token) {
     return token.digits == 1 || token.digits == 2;
 }
 
 // An hour-like token: two digits at most, or anything ended by ":".
-bool hour_token(const orv_date_token_t &token) {
+template <class Token>
+bool hour_token(const Token &token) {
     return token.delim == ':' || one_or_two_digits(token);
 }
 
@@ -175,16 +356,16 @@ struct ZoneOffset {
 // The zone designator behind the time; i is on the token whose delim
 // announced it. The sign goes to result at once (a later failure leaves it
 // there); the offset only into *zone. Returns false when malformed.
-bool read_zone(const orv_date_token_t *tokens, int i, orv_datetime_text_t *result,
-               ZoneOffset *zone) {
+template <class Token>
+[[gnu::always_inline]] inline bool read_zone(const Token *tokens, int i, orv_datetime_text_t &result, ZoneOffset *zone) {
     const char sign = tokens[i].delim;
     if (sign == 'Z') {
-        result->zone_sign = 'Z';
+        result.zone_sign = 'Z';
         return true;
     }
     if (sign != '+' && sign != '-') return true;
-    result->zone_sign = sign;
-    const orv_date_token_t &hours = tokens[++i];
+    result.zone_sign = sign;
+    const Token &hours = tokens[++i];
     if (hours.delim == ' ' || hours.delim == 'T') {
         // "+hhmm", with no range check.
         if (hours.digits != 4) return false;
@@ -193,11 +374,214 @@ bool read_zone(const orv_date_token_t *tokens, int i, orv_datetime_text_t *resul
         return true;
     }
     if (!hour_token(hours)) return false;
-    const orv_date_token_t &minutes = tokens[++i];
+    const Token &minutes = tokens[++i];
     if (minutes.digits != 2) return false;
     zone->hour = hours.value;
     zone->minute = minutes.value;
     return hours.value >= 0 && hours.value <= 23 && minutes.value >= 0 && minutes.value <= 59;
+}
+
+// storeDateValue on the caller's tokens or the scan's own: true when the
+// three tokens make a date.
+template <class Token>
+[[gnu::always_inline]] inline bool store_date(const Token *tokens, int order, orv_datetime_text_t &result) {
+    result.month = 0;
+    result.day = 0;
+    result.year = 0;
+    result.has_date = 0;
+    if (tokens == nullptr || tokens[0].delim != '-' || tokens[1].delim != '-') return false;
+    if (tokens[2].delim != 'T' && tokens[2].delim != ' ') return false;
+
+    const int key = layout_key(count_class(tokens[0].digits), count_class(tokens[1].digits),
+                               count_class(tokens[2].digits));
+    const DateFields &fields =
+        kDateFields[key][order == kDayFirst ? 1 : order == kYearFirst ? 2 : 0];
+    if (fields.month_at < 0) return false;
+    // Picked from values already read rather than read through the index.
+    const int32_t values[3] = {tokens[0].value, tokens[1].value, tokens[2].value};
+    const auto pick = [&values](int8_t at) { return at == 0 ? values[0] : at == 1 ? values[1] : values[2]; };
+    const int32_t month = pick(fields.month_at);
+    const int32_t day = pick(fields.day_at);
+    const int32_t written_year = pick(fields.year_at);
+    const int32_t year = fields.short_year ? widen_year(written_year) : written_year;
+    // The length of the month is not checked: February 31 passes.
+    if (month < 1 || month > 12 || day < 1 || day > 31 || year < kMinYear) return false;
+    result.month = month;
+    result.day = day;
+    result.year = year;
+    result.has_date = 1;
+    return true;
+}
+
+// storeTimeValue on the caller's tokens or the scan's own: true when the
+// tokens from the first on make a time.
+template <class Token>
+[[gnu::always_inline]] inline bool store_time(Token *tokens, orv_datetime_text_t &result) {
+    result.hour = result.minute = result.second = 0;
+    result.msec = result.usec = result.nsec = 0;
+    result.has_time = 0;
+    result.zone_hour = result.zone_minute = 0;
+    result.zone_sign = 0;
+    if (tokens == nullptr) return false;
+
+    int i = 0;
+    if (!hour_token(tokens[i])) return false;
+    int32_t hour = tokens[i++].value;
+    if (!one_or_two_digits(tokens[i])) return false;
+    const int32_t minute = tokens[i].value;
+    int32_t second = 0;
+    if (tokens[i].delim == ':') {
+        ++i;
+        if (!one_or_two_digits(tokens[i])) return false;
+        second = tokens[i].value;
+    }
+
+    // A clock marker counts only where it touches the minutes or seconds.
+    const char marker = tokens[i].delim;
+    if (marker == 'A' || marker == 'P') {
+        if (hour < 1 || hour > 12) return false;
+        if (marker == 'A' && hour == 12) hour = 0;
+        if (marker == 'P' && hour < 12) hour += 12;
+    }
+
+    // A full stop with no digits behind it ends the time.
+    if (tokens[i].delim == '.' && tokens[i + 1].digits == 0) tokens[i].delim = ' ';
+    Fraction fraction;
+    if (tokens[i].delim == '.') {
+        const Token &fraction_token = tokens[++i];
+        if (fraction_token.digits > kFractionDigits) return false;
+        fraction = fraction_of(fraction_token);
+    }
+
+    ZoneOffset zone;
+    if (!read_zone(tokens, i, result, &zone)) return false;
+    if (hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0 || second > 59) return false;
+    result.hour = hour;
+    result.minute = minute;
+    result.second = second;
+    result.msec = fraction.msec;
+    result.usec = fraction.usec;
+    result.nsec = fraction.nsec;
+    result.has_time = 1;
+    result.zone_hour = zone.hour;
+    result.zone_minute = zone.minute;
+    return true;
+}
+
+// The tokens and what the scan found. scan_text writes every token before
+// anything reads it, so only the count and the result start zero.
+struct Scan {
+    ScanToken tokens[kMaxTokens];
+    int count = 0;
+    const char *tail = nullptr;
+};
+
+// The common front of the drivers. A failed token keeps what it read and
+// the ones behind it come out reset, as the scanner leaves them when called
+// past a stop; a "(" behind a token ends the scan and leaves the remaining
+// tokens all zero.
+void scan_text(const char *text, Scan &scan) {
+    const char *position = text;
+    char prev = ' ';
+    int count = 0;
+    while (count < kMaxTokens) {
+        ScanToken &token = scan.tokens[count];
+        position = scan_token(position, prev, token);
+        if (position == nullptr) break;
+        prev = token.delim;
+        ++count;
+        if (*position == '(') {
+            scan.tail = position;
+            break;
+        }
+    }
+    scan.count = count;
+    if (position == nullptr) {
+        for (int i = count + 1; i < kMaxTokens; ++i) scan.tokens[i] = {0, 0, ' ', 0, nullptr};
+    } else {
+        for (int i = count; i < kMaxTokens; ++i) scan.tokens[i] = {0, 0, 0, 0, nullptr};
+    }
+}
+
+enum class Shape { Unknown, DateFirst, TimeFirst };
+
+Shape shape_of(const Scan &scan) {
+    const char first = scan.tokens[0].delim;
+    const char second = scan.tokens[1].delim;
+    if (first == '-' && second == '-') return Shape::DateFirst;
+    if (first != ':') return Shape::Unknown;
+    switch (second) {
+    case ' ':
+    case ':':
+    case 'Z':
+    case '+':
+    case '-':
+    case 'A':
+    case 'P': return Shape::TimeFirst;
+    default: return Shape::Unknown;
+    }
+}
+
+// In a time-first text, the first pair of "-" tokens from index 2 on.
+int find_date(const Scan &scan) {
+    for (int i = 2; i < scan.count - 1; ++i) {
+        if (scan.tokens[i].delim == '-' && scan.tokens[i + 1].delim == '-') return i;
+    }
+    return -1;
+}
+
+// A date-first text with a time: the date ends in " " or "T".
+bool time_follows_date(const Scan &scan) {
+    return scan.tokens[2].delim == ' ' || scan.tokens[2].delim == 'T';
+}
+
+enum Parts { kDate = 1, kTime = 2 };
+
+// The three drivers in one, into a fresh scan: which parts to store decides
+// the least count and the token slices. True with scan.result filled on
+// success.
+[[gnu::always_inline]] inline bool parse_text(const char *text, int order, int parts,
+                                              orv_datetime_text_t &result) {
+    if (text == nullptr) return false;
+    Scan scan;
+    scan_text(text, scan);
+    result.tail = scan.tail;
+
+    const Shape shape = shape_of(scan);
+    const bool wants_time = (parts & kTime) != 0;
+    const bool wants_date = (parts & kDate) != 0;
+    int date_at = -1;
+    int time_at = -1;
+    if (shape == Shape::DateFirst) {
+        // A time behind the date needs the date and at least two time tokens.
+        if (wants_time) {
+            if (scan.count < 5 || !time_follows_date(scan)) return false;
+            time_at = 3;
+        } else if (scan.count < 2) {
+            return false;
+        }
+        date_at = 0;
+    } else if (shape == Shape::TimeFirst) {
+        if (scan.count < (wants_date && wants_time ? 5 : 2)) return false;
+        time_at = 0;
+        if (wants_date) {
+            date_at = find_date(scan);
+            if (date_at < 0) return false;
+        }
+    } else {
+        return false;
+    }
+
+    if (wants_date && !store_date(&scan.tokens[date_at], order, result)) return false;
+    return !wants_time || store_time(&scan.tokens[time_at], result);
+}
+
+// A driver: result is written only on success.
+int drive(const char *text, int order, int parts, orv_datetime_text_t *result) {
+    orv_datetime_text_t parsed{};
+    if (result == nullptr || !parse_text(text, order, parts, parsed)) return 1;
+    *result = parsed;
+    return 0;
 }
 
 // The parse result into the caller's fields; weekday is never worked out.
@@ -217,303 +601,60 @@ void copy_time(const orv_datetime_text_t &parsed, int32_t *hour, int32_t *minute
     *millisecond = parsed.msec;
 }
 
-// The token array and what the scan found.
-struct Scan {
-    orv_date_token_t tokens[kMaxTokens];
-    int count;
-    orv_datetime_text_t result;
-};
-
-enum class Shape { Unknown, DateFirst, TimeFirst };
-
-// The common front of the drivers. A null position from the scanner does
-// not end the loop: the remaining tokens come out reset. A "(" behind a
-// token ends it and leaves the remaining tokens all zero.
-void scan_text(const char *text, Scan *scan) {
-    const char *position = text;
-    char prev = ' ';
-    for (int i = 0; i < kMaxTokens; ++i) {
-        position = nextDateToken(position, prev, &scan->tokens[i]);
-        if (position == nullptr) continue;
-        prev = scan->tokens[i].delim;
-        ++scan->count;
-        if (*position == '(') {
-            scan->result.tail = position;
-            break;
-        }
-    }
-}
-
-Shape shape_of(const Scan &scan) {
-    const char first = scan.tokens[0].delim;
-    const char second = scan.tokens[1].delim;
-    if (first == '-' && second == '-') return Shape::DateFirst;
-    if (first == ':' && std::strchr(" :Z+-AP", second) != nullptr && second != '\0') {
-        return Shape::TimeFirst;
-    }
-    return Shape::Unknown;
-}
-
-// In a time-first text, the first pair of "-" tokens from index 2 on.
-int find_date(const Scan &scan) {
-    for (int i = 2; i < scan.count - 1; ++i) {
-        if (scan.tokens[i].delim == '-' && scan.tokens[i + 1].delim == '-') return i;
-    }
-    return -1;
-}
-
-// A date-first text with a time: the date ends in " " or "T".
-bool time_follows_date(const Scan &scan) {
-    return scan.tokens[2].delim == ' ' || scan.tokens[2].delim == 'T';
-}
-
-enum Parts { kDate = 1, kTime = 2 };
-
-// The three drivers in one: which parts to store decides the least count
-// and the token slices. result is written only on success.
-int parse_tokens(const char *text, int order, int parts, orv_datetime_text_t *result) {
-    Scan scan;
-    std::memset(&scan, 0, sizeof scan);
-    if (text == nullptr || result == nullptr) return 1;
-    scan_text(text, &scan);
-
-    const Shape shape = shape_of(scan);
-    const bool wants_time = (parts & kTime) != 0;
-    const bool wants_date = (parts & kDate) != 0;
-    int date_at = -1;
-    int time_at = -1;
-    if (shape == Shape::DateFirst) {
-        // A time behind the date needs the date and at least two time tokens.
-        if (wants_time) {
-            if (scan.count < 5 || !time_follows_date(scan)) return 1;
-            time_at = 3;
-        } else if (scan.count < 2) {
-            return 1;
-        }
-        date_at = 0;
-    } else if (shape == Shape::TimeFirst) {
-        if (scan.count < (wants_date && wants_time ? 5 : 2)) return 1;
-        time_at = 0;
-        if (wants_date) {
-            date_at = find_date(scan);
-            if (date_at < 0) return 1;
-        }
-    } else {
-        return 1;
-    }
-
-    if (wants_date && storeDateValue(&scan.tokens[date_at], order, &scan.result) != 0) return 1;
-    if (wants_time && storeTimeValue(&scan.tokens[time_at], &scan.result) != 0) return 1;
-    *result = scan.result;
-    return 0;
-}
-
-bool ascii_digits(const char *text, int count) {
-    for (int i = 0; i < count; ++i) {
-        if (text[i] < '0' || text[i] > '9') return false;
-    }
-    return true;
-}
-
-int32_t two_digits(const char *text) { return (text[0] - '0') * 10 + (text[1] - '0'); }
-
-// The machine-written form "YYYY-MM-DD HH:MM:SS" (or with "T"), alone in
-// the text, read in one pass. The token scan reads exactly these six
-// tokens from it (key 422, so year-month-day in every order, no marker,
-// fraction or zone) and applies exactly these range checks, so the result
-// is the same; any other text takes the scan.
-enum class Fast { NotThisForm, Done, Failed };
-
-Fast parse_iso_datetime(const char *text, orv_datetime_text_t *result) {
-    // The digit and mark tests stop at a terminator, so text[19] is read
-    // only when the 19 bytes before it are there.
-    if (!ascii_digits(text, 4) || text[4] != '-' || !ascii_digits(text + 5, 2) ||
-        text[7] != '-' || !ascii_digits(text + 8, 2) ||
-        (text[10] != 'T' && text[10] != 't' && text[10] != ' ') || !ascii_digits(text + 11, 2) ||
-        text[13] != ':' || !ascii_digits(text + 14, 2) || text[16] != ':' ||
-        !ascii_digits(text + 17, 2) || text[19] != '\0') {
-        return Fast::NotThisForm;
-    }
-    const int32_t year = (text[0] - '0') * 1000 + (text[1] - '0') * 100 + two_digits(text + 2);
-    const int32_t month = two_digits(text + 5);
-    const int32_t day = two_digits(text + 8);
-    const int32_t hour = two_digits(text + 11);
-    const int32_t minute = two_digits(text + 14);
-    const int32_t second = two_digits(text + 17);
-    if (month < 1 || month > 12 || day < 1 || day > 31 || year < kMinYear || hour > 23 ||
-        minute > 59 || second > 59) {
-        return Fast::Failed;
-    }
-    *result = orv_datetime_text_t{month, day, year, hour, minute, second, 0, 0, 0, 0, 0, 0,
-                                  1, 1, nullptr};
-    return Fast::Done;
-}
-
 }  // namespace
+
+namespace orv::internal {
 
 const char *nextDateToken(const char *position, char prev, orv_date_token_t *token) {
     if (token == nullptr) return nullptr;
-    reset_token(token);
+    *token = orv_date_token_t{0, 0, 1, ' ', {}};
     if (position == nullptr) return nullptr;
-    while (is_space(*position)) ++position;
-    if (*position == '\0') return nullptr;
-
-    // Unsigned steps: a tenth digit may wrap before the token is refused.
-    while (is_digit(*position)) {
-        token->text[token->digits] = *position;
-        token->value = static_cast<int32_t>(static_cast<uint32_t>(token->value) * 10u +
-                                            static_cast<uint32_t>(*position - '0'));
-        token->scale = static_cast<int32_t>(static_cast<uint32_t>(token->scale) * 10u);
-        ++position;
-        if (++token->digits == kMaxDigits) return nullptr;
-    }
-
-    if (token->digits != 0) {
-        if (prev == '.') {
-            // Nine digits of a fraction count as eight, leaving 9 to month
-            // names; text keeps all nine.
-            if (token->digits == kMonthNameDigits) token->digits = 8;
-        } else {
-            // Outside a fraction only 1, 2 and 4 digits stand.
-            if (token->digits == 3 || token->digits > 4) return nullptr;
-            if (*position == '.' && ends_sentence(position[1])) ++position;
-        }
-        bool try_month_name = false;
-        const char *next = scan_delimiter(position, token, &try_month_name);
-        if (!try_month_name) return next;
-    }
-    return scan_month_name(position, token);
+    return scan_token(position, prev, *token);
 }
 
 int parseDateText(const char *text, int order, orv_datetime_text_t *result) {
-    return parse_tokens(text, order, kDate, result);
+    return drive(text, order, kDate, result);
 }
 
 int parseTimeText(const char *text, orv_datetime_text_t *result) {
-    return parse_tokens(text, kDefaultOrder, kTime, result);
+    return drive(text, kDefaultOrder, kTime, result);
 }
 
 int parseDateTimeText(const char *text, int order, orv_datetime_text_t *result) {
-    if (text != nullptr && result != nullptr) {
-        const Fast fast = parse_iso_datetime(text, result);
-        if (fast != Fast::NotThisForm) return fast == Fast::Done ? 0 : 1;
-    }
-    return parse_tokens(text, order, kDate | kTime, result);
+    return drive(text, order, kDate | kTime, result);
 }
 
-int parseDateTimeTextScanned(const char *text, int order, orv_datetime_text_t *result) {
-    return parse_tokens(text, order, kDate | kTime, result);
-}
+}  // namespace orv::internal
 
 extern "C" {
 
 ORV_API int getDateOrder(void) { return kDefaultOrder; }
 
 ORV_API int storeDateValue(orv_date_token_t *tokens, int order, orv_datetime_text_t *result) {
-    if (result == nullptr) return 1;
-    result->month = 0;
-    result->day = 0;
-    result->year = 0;
-    result->has_date = 0;
-    if (tokens == nullptr || tokens[0].delim != '-' || tokens[1].delim != '-') return 1;
-    if (tokens[2].delim != 'T' && tokens[2].delim != ' ') return 1;
-
-    const char *meaning = date_meaning(tokens, order);
-    if (meaning == nullptr) return 1;
-    int32_t month = 0;
-    int32_t day = 0;
-    int32_t year = 0;
-    for (int i = 0; i < 3; ++i) {
-        switch (static_cast<Field>(meaning[i])) {
-        case Field::Month: month = tokens[i].value; break;
-        case Field::Day: day = tokens[i].value; break;
-        case Field::Year: year = tokens[i].value; break;
-        case Field::ShortYear: year = widen_year(tokens[i].value); break;
-        }
-    }
-    // The length of the month is not checked: February 31 passes.
-    if (month < 1 || month > 12 || day < 1 || day > 31 || year < kMinYear) return 1;
-    result->month = month;
-    result->day = day;
-    result->year = year;
-    result->has_date = 1;
-    return 0;
+    return result != nullptr && store_date(tokens, order, *result) ? 0 : 1;
 }
 
 ORV_API int storeTimeValue(orv_date_token_t *tokens, orv_datetime_text_t *result) {
-    if (result == nullptr) return 1;
-    result->hour = result->minute = result->second = 0;
-    result->msec = result->usec = result->nsec = 0;
-    result->has_time = 0;
-    result->zone_hour = result->zone_minute = 0;
-    result->zone_sign = 0;
-    if (tokens == nullptr) return 1;
-
-    int i = 0;
-    if (!hour_token(tokens[i])) return 1;
-    int32_t hour = tokens[i++].value;
-    if (!one_or_two_digits(tokens[i])) return 1;
-    const int32_t minute = tokens[i].value;
-    int32_t second = 0;
-    if (tokens[i].delim == ':') {
-        ++i;
-        if (!one_or_two_digits(tokens[i])) return 1;
-        second = tokens[i].value;
-    }
-
-    // A clock marker counts only where it touches the minutes or seconds.
-    const char marker = tokens[i].delim;
-    if (marker == 'A' || marker == 'P') {
-        if (hour < 1 || hour > 12) return 1;
-        if (marker == 'A' && hour == 12) hour = 0;
-        if (marker == 'P' && hour < 12) hour += 12;
-    }
-
-    // A full stop with no digits behind it ends the time.
-    if (tokens[i].delim == '.' && tokens[i + 1].digits == 0) tokens[i].delim = ' ';
-    int32_t msec = 0;
-    int32_t usec = 0;
-    int32_t nsec = 0;
-    if (tokens[i].delim == '.') {
-        const orv_date_token_t &fraction = tokens[++i];
-        if (fraction.digits > 9) return 1;
-        msec = fraction_digits(fraction.text, 3);
-        usec = fraction_digits(fraction.text, 6);
-        nsec = fraction_digits(fraction.text, 9);
-    }
-
-    ZoneOffset zone;
-    if (!read_zone(tokens, i, result, &zone)) return 1;
-    if (hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0 || second > 59) return 1;
-    result->hour = hour;
-    result->minute = minute;
-    result->second = second;
-    result->msec = msec;
-    result->usec = usec;
-    result->nsec = nsec;
-    result->has_time = 1;
-    result->zone_hour = zone.hour;
-    result->zone_minute = zone.minute;
-    return 0;
+    return result != nullptr && store_time(tokens, *result) ? 0 : 1;
 }
 
 ORV_API int orv_string_to_date(const char *text, int order, orv_date_t *out) {
-    orv_datetime_text_t parsed;
-    if (text == nullptr || out == nullptr || parseDateText(text, order, &parsed) != 0) return 0;
+    orv_datetime_text_t parsed{};
+    if (out == nullptr || !parse_text(text, order, kDate, parsed)) return 0;
     copy_date(parsed, &out->year, &out->month, &out->day, &out->weekday);
     return 1;
 }
 
 ORV_API int orv_string_to_time(const char *text, orv_time_t *out) {
-    orv_datetime_text_t parsed;
-    if (text == nullptr || out == nullptr || parseTimeText(text, &parsed) != 0) return 0;
+    orv_datetime_text_t parsed{};
+    if (out == nullptr || !parse_text(text, kDefaultOrder, kTime, parsed)) return 0;
     copy_time(parsed, &out->hour, &out->minute, &out->second, &out->millisecond);
     return 1;
 }
 
 ORV_API int orv_string_to_datetime(const char *text, int order, orv_datetime_t *out) {
-    orv_datetime_text_t parsed;
-    if (text == nullptr || out == nullptr || parseDateTimeText(text, order, &parsed) != 0) return 0;
+    orv_datetime_text_t parsed{};
+    if (out == nullptr || !parse_text(text, order, kDate | kTime, parsed)) return 0;
     copy_date(parsed, &out->year, &out->month, &out->day, &out->weekday);
     copy_time(parsed, &out->hour, &out->minute, &out->second, &out->millisecond);
     return 1;

@@ -1,8 +1,11 @@
-// The date-text scanner and drivers: internal to the library, reachable by
-// the unit tests through the static build.
+// The date-text scanner and parse drivers behind orv_string_to_date, _time
+// and _datetime. No other family uses them; they are declared here so that
+// the unit tests reach them through the static build.
 #pragma once
 
 #include "orvsys/orv_datetext.h"
+
+namespace orv::internal {
 
 // "JAN".."DEC" at 1..12; entry 0 is empty and never compared.
 extern const char *const g_month_names[13];
@@ -19,7 +22,4 @@ int parseDateText(const char *text, int order, orv_datetime_text_t *result);
 int parseTimeText(const char *text, orv_datetime_text_t *result);
 int parseDateTimeText(const char *text, int order, orv_datetime_text_t *result);
 
-// parseDateTimeText without its one-pass reading of the plain
-// "YYYY-MM-DD HH:MM:SS" form: always the token scan. Tests hold the two
-// to the same results.
-int parseDateTimeTextScanned(const char *text, int order, orv_datetime_text_t *result);
+}  // namespace orv::internal
