@@ -5,12 +5,11 @@
 // operations decide which token is which field and check the ranges.
 // Everything works on the caller's stack.
 //
-// Speed: the scan reads each character once, through one constant table of
-// the C locale's classes, so no form is faster than another and no locale
-// changes a result. The drivers keep their tokens as places in the text
-// instead of copying the digits into orv_date_token_t; only a fraction is
-// read back from there. nextDateToken builds the full token from the same
-// scan, so both give one result.
+// Every form takes the same path, so the path is kept short: the scan
+// reads each character once and classifies it through one constant table
+// of the C locale's classes (no locale changes a result); the drivers keep
+// small tokens of their own in place of orv_date_token_t, with no copy of
+// the text; the date layouts are a table worked out at compile time.
 #include "orvsys/orv_datetext.h"
 
 #include <array>
@@ -42,10 +41,8 @@ constexpr int kYearFirst = 3;
 // What a character does behind the digits of a token.
 enum class Ends : uint8_t {
     Other,   // the token fails, unless a month name starts here
-    Text,    // the terminator: delim " ", and the position stays on it
-    Space,   // delim " "
-    Mark,    // ":", ".", "-", "+": delim as written
-    Slash,   // delim "-"
+    Step,    // ":", ".", "-", "+", "/" or a blank: the token ends behind it
+    Text,    // the terminator: the token ends, and the position stays on it
     T,       // the date and time split, with a digit next
     Z,       // the zone designator, with the end, a blank or "(" next
     Marker,  // "A" or "P" of a clock marker, in either case
@@ -56,21 +53,25 @@ enum CharClass : uint8_t { kSpace = 1, kDigit = 2, kLetter = 4, kLower = 8 };
 struct CharInfo {
     uint8_t classes;
     Ends ends;
+    char delim;  // as a token's delim: upper case, " " for blanks and the end, "-" for "/"
 };
 
 // The classes of the C locale, on the byte as unsigned (bytes above 127
 // are in none), and what each character does behind a token's digits.
 constexpr std::array<CharInfo, 256> kChars = [] {
     std::array<CharInfo, 256> chars{};
-    for (const char c : {' ', '\t', '\n', '\v', '\f', '\r'}) chars[c] = {kSpace, Ends::Space};
+    for (int c = 0; c < 256; ++c) chars[c].delim = static_cast<char>(c);
     for (int c = '0'; c <= '9'; ++c) chars[c].classes = kDigit;
     for (int c = 'A'; c <= 'Z'; ++c) chars[c].classes = kLetter;
-    for (int c = 'a'; c <= 'z'; ++c) chars[c].classes = kLetter | kLower;
-    chars['\0'].ends = Ends::Text;
-    for (const char c : {':', '.', '-', '+'}) chars[c].ends = Ends::Mark;
-    chars['/'].ends = Ends::Slash;
-    chars['T'].ends = chars['t'].ends = Ends::T;
-    chars['Z'].ends = chars['z'].ends = Ends::Z;
+    for (int c = 'a'; c <= 'z'; ++c) {
+        chars[c] = {kLetter | kLower, Ends::Other, static_cast<char>(c - 'a' + 'A')};
+    }
+    for (const char c : {' ', '\t', '\n', '\v', '\f', '\r'}) chars[c] = {kSpace, Ends::Step, ' '};
+    for (const char c : {':', '.', '-', '+'}) chars[c].ends = Ends::Step;
+    chars['/'] = {0, Ends::Step, '-'};
+    chars['\0'] = {0, Ends::Text, ' '};
+    for (const char c : {'T', 't'}) chars[c].ends = Ends::T;
+    for (const char c : {'Z', 'z'}) chars[c].ends = Ends::Z;
     for (const char c : {'A', 'a', 'P', 'p'}) chars[c].ends = Ends::Marker;
     return chars;
 }();
@@ -79,7 +80,7 @@ const CharInfo &info(char c) { return kChars[static_cast<unsigned char>(c)]; }
 bool is_space(char c) { return (info(c).classes & kSpace) != 0; }
 bool is_digit(char c) { return (info(c).classes & kDigit) != 0; }
 bool is_alnum(char c) { return (info(c).classes & (kDigit | kLetter)) != 0; }
-char upper(char c) { return (info(c).classes & kLower) != 0 ? static_cast<char>(c - 'a' + 'A') : c; }
+char upper(char c) { return (info(c).classes & kLower) != 0 ? info(c).delim : c; }
 
 // Three upper-case letters as one number, so that a month name is found
 // by twelve integer comparisons.
@@ -99,29 +100,25 @@ constexpr std::array<uint32_t, 13> kMonthKeys = [] {
 }();
 
 // A token as the drivers keep it: the fields the store operations read,
-// and where its digits stand in the text, from which a fraction is read.
+// and how much of the text is digits, which a fraction needs.
 struct ScanToken {
     int32_t digits;  // as orv_date_token_t.digits
     int32_t value;   // as orv_date_token_t.value
     char delim;      // as orv_date_token_t.delim
-    int8_t length;   // digits at start; 0 where month name letters took their place
-    const char *start;
+    int8_t length;   // digits in the text; 0 where month name letters took their place
 };
 
-// What the scan keeps of a token: the caller's token gets a copy of the
-// characters, the drivers' token only their place. Both start with delim
-// " " and, without digits, all else zero.
-void begin_token(ScanToken &token, const char *position) {
-    token = ScanToken{0, 0, ' ', 0, position};
+// What the scan writes beyond digits, value and delim: the caller's token
+// gets the scale and a copy of the characters, the drivers' token only
+// their count.
+void begin_token(ScanToken &token) { token = ScanToken{0, 0, ' ', 0}; }
+
+void begin_token(orv_date_token_t &) {}  // nextDateToken has reset it
+
+void keep_digits(ScanToken &token, const char *, int32_t digits, uint32_t value) {
+    token = ScanToken{digits, static_cast<int32_t>(value), ' ', static_cast<int8_t>(digits)};
 }
 
-void begin_token(orv_date_token_t &, const char *) {}  // nextDateToken has reset it
-
-void keep_digits(ScanToken &token, const char *start, int32_t digits, uint32_t value) {
-    token = ScanToken{digits, static_cast<int32_t>(value), ' ', static_cast<int8_t>(digits), start};
-}
-
-// Unsigned steps: a tenth digit may wrap before the token is refused.
 void keep_digits(orv_date_token_t &token, const char *start, int32_t digits, uint32_t value) {
     uint32_t scale = 1;
     for (int i = 0; i < digits; ++i) {
@@ -163,22 +160,22 @@ const char *scan_month_name(const char *position, Token &token) {
     return nullptr;
 }
 
-// The scanner, for nextDateToken and for the drivers' own tokens: one token
-// from a non-null position. Returns the position behind it, or null when
-// the token is incomplete or the text has ended; a failed token keeps what
-// it had read. prev is the delimiter of the token before.
+// The scanner, of nextDateToken and of the drivers: one token from a
+// non-null position. Returns the position behind it, or null when the token
+// is incomplete or the text has ended; a failed token keeps what it had
+// read. prev is the delimiter of the token before.
 template <class Token>
 [[gnu::always_inline]] inline const char *scan_token(const char *position, char prev,
                                                      Token &token) {
     while (is_space(*position)) ++position;
     const char *start = position;
     int32_t digits = 0;
-    uint32_t value = 0;
+    uint32_t value = 0;  // unsigned: a tenth digit may wrap before the token is refused
     for (; digits < kMaxDigits && is_digit(*position); ++position, ++digits) {
         value = value * 10u + static_cast<uint32_t>(*position - '0');
     }
     if (digits == 0) {
-        begin_token(token, start);
+        begin_token(token);
         return *start == '\0' ? nullptr : scan_month_name(start, token);
     }
     keep_digits(token, start, digits, value);
@@ -195,48 +192,41 @@ template <class Token>
     }
 
     // The delimiter: position is on the first character behind the digits.
-    const char c = *position;
-    const Ends ends = info(c).ends;
-    if (ends == Ends::Mark) [[likely]] {
-        token.delim = c;
-        return position + 1;
-    }
-    switch (ends) {
+    const CharInfo &behind = info(*position);
+    token.delim = behind.delim;
+    if (behind.ends == Ends::Step) [[likely]] return position + 1;
+    switch (behind.ends) {
+    case Ends::Step: return position + 1;
     case Ends::Text: return position;
-    case Ends::Space: return position + 1;
-    case Ends::Mark: break;  // above
-    case Ends::Slash: token.delim = '-'; return position + 1;
     case Ends::T:
-        token.delim = 'T';
         if (is_digit(position[1])) return position + 1;
         break;
-    case Ends::Z:
-        token.delim = 'Z';
-        if (static_cast<unsigned char>(position[1]) <= ' ' || position[1] == '(') return position + 1;
+    case Ends::Z: {
+        const char next = position[1];
+        if (static_cast<unsigned char>(next) <= ' ' || next == '(') return position + 1;
         break;
+    }
     case Ends::Marker:
         // A clock marker must touch the digits and end there: "P", "PM".
-        token.delim = upper(c);
         if (!is_alnum(position[1])) return position + 1;
         if (upper(position[1]) == 'M' && !is_alnum(position[2])) return position + 2;
         return nullptr;
-    case Ends::Other: token.delim = upper(c); break;
+    case Ends::Other: break;
     }
     return scan_month_name(position, token);
 }
 
-// What a date token's digit count can make of it; the date table is keyed
-// by the classes of its three tokens.
+// What a date token's digit count can make of it.
 enum CountClass : uint8_t { kNoField, kShort, kLong, kName };
 
 constexpr CountClass kCountClasses[10] = {kNoField, kShort,   kShort,   kNoField, kLong,
                                            kNoField, kNoField, kNoField, kNoField, kName};
 
-// kCountClasses at two bits each, so that a class is a shift and not a
-// load: the date fields wait on it.
+// kCountClasses at two bits each: a shift in place of a load, since the
+// date fields wait on the classes.
 constexpr uint32_t kCountClassBits = [] {
     uint32_t bits = 0;
-    for (int digits = 0; digits < 10; ++digits) bits |= uint32_t{kCountClasses[digits]} << 2 * digits;
+    for (uint32_t n = 0; n < 10; ++n) bits |= uint32_t{kCountClasses[n]} << 2 * n;
     return bits;
 }();
 
@@ -245,9 +235,9 @@ CountClass count_class(int32_t digits) {
     return n < 10 ? static_cast<CountClass>(kCountClassBits >> 2 * n & 3) : kNoField;
 }
 
-// The meaning of three date tokens: M month, D day, Y a year as written,
-// y a two-digit year, for order 1, 2 and 3. A four-digit field is the year
-// and a month name the month, and the order settles the rest.
+// The meaning of three date tokens by their classes: M month, D day, Y a
+// year as written, y a two-digit year, for order 1, 2 and 3. A four-digit
+// field is the year and a month name the month; the order settles the rest.
 struct DateLayout {
     CountClass counts[3];
     const char *by_order[3];
@@ -268,8 +258,8 @@ constexpr int layout_key(CountClass first, CountClass second, CountClass third) 
     return first * 16 + second * 4 + third;
 }
 
-// A meaning as the token index of each field; month_at is -1 for a key
-// the table does not have.
+// A meaning as the token index of each field; month_at is -1 for classes
+// that make no date.
 struct DateFields {
     int8_t month_at = -1;
     int8_t day_at = -1;
@@ -289,7 +279,7 @@ constexpr DateFields fields_of(const char *meaning) {
     return fields;
 }
 
-// kDateLayouts by key and order column, worked out once.
+// kDateLayouts by key and order column.
 constexpr std::array<std::array<DateFields, 3>, 64> kDateFields = [] {
     std::array<std::array<DateFields, 3>, 64> table{};
     for (const DateLayout &layout : kDateLayouts) {
@@ -305,21 +295,23 @@ int32_t widen_year(int32_t two_digits) {
     return two_digits + (two_digits > kTwoDigitYearPivot ? 1900 : 2000);
 }
 
-// The fraction to 3, 6 and 9 characters of text, right-padded with "0"
-// behind its end or its length, and cut, never rounded. A width whose
-// characters are not all digits reads 0.
+// The fraction to 3, 6 and 9 digits, right-padded with "0" and cut, never
+// rounded.
 struct Fraction {
     int32_t msec = 0;
     int32_t usec = 0;
     int32_t nsec = 0;
 };
 
-Fraction read_fraction(const char *text, int length) {
+// From the caller's token: its text up to the terminator; a width whose
+// characters are not all digits reads 0.
+Fraction fraction_of(const orv_date_token_t &token) {
     Fraction fraction;
     int32_t value = 0;
+    bool ended = false;
     for (int i = 0; i < kFractionDigits; ++i) {
-        if (i < length && text[i] == '\0') length = i;
-        const char c = i < length ? text[i] : '0';
+        ended = ended || token.text[i] == '\0';
+        const char c = ended ? '0' : token.text[i];
         if (!is_digit(c)) break;
         value = value * 10 + (c - '0');
         if (i == 2) fraction.msec = value;
@@ -329,13 +321,21 @@ Fraction read_fraction(const char *text, int length) {
     return fraction;
 }
 
-// A fraction token's text: the caller's copy, or the digits in the text;
-// where month name letters took their place it reads 0 either way.
-Fraction fraction_of(const orv_date_token_t &token) {
-    return read_fraction(token.text, sizeof token.text);
-}
+constexpr std::array<int32_t, kFractionDigits + 1> kPowersOfTen = [] {
+    std::array<int32_t, kFractionDigits + 1> powers{};
+    powers[0] = 1;
+    for (int n = 1; n <= kFractionDigits; ++n) powers[n] = powers[n - 1] * 10;
+    return powers;
+}();
 
-Fraction fraction_of(const ScanToken &token) { return read_fraction(token.start, token.length); }
+// From the drivers' token, whose value is the number its digits make:
+// padding is a scaling. Month name letters in their place read 0, as they
+// do from text.
+Fraction fraction_of(const ScanToken &token) {
+    if (token.length <= 0 || token.length > kFractionDigits) return Fraction{};
+    const int32_t nsec = token.value * kPowersOfTen[kFractionDigits - token.length];
+    return Fraction{nsec / 1000000, nsec / 1000, nsec};
+}
 
 template <class Token>
 bool one_or_two_digits(const Token &token) {
@@ -353,11 +353,16 @@ struct ZoneOffset {
     int32_t minute = 0;
 };
 
+// The store operations serve the caller's tokens and the drivers' own. They
+// are inlined into the drivers so that the result stays in registers until
+// it is copied out.
+
 // The zone designator behind the time; i is on the token whose delim
 // announced it. The sign goes to result at once (a later failure leaves it
 // there); the offset only into *zone. Returns false when malformed.
 template <class Token>
-[[gnu::always_inline]] inline bool read_zone(const Token *tokens, int i, orv_datetime_text_t &result, ZoneOffset *zone) {
+[[gnu::always_inline]] inline bool read_zone(const Token *tokens, int i,
+                                             orv_datetime_text_t &result, ZoneOffset *zone) {
     const char sign = tokens[i].delim;
     if (sign == 'Z') {
         result.zone_sign = 'Z';
@@ -381,10 +386,10 @@ template <class Token>
     return hours.value >= 0 && hours.value <= 23 && minutes.value >= 0 && minutes.value <= 59;
 }
 
-// storeDateValue on the caller's tokens or the scan's own: true when the
-// three tokens make a date.
+// True when the three tokens make a date.
 template <class Token>
-[[gnu::always_inline]] inline bool store_date(const Token *tokens, int order, orv_datetime_text_t &result) {
+[[gnu::always_inline]] inline bool store_date(const Token *tokens, int order,
+                                              orv_datetime_text_t &result) {
     result.month = 0;
     result.day = 0;
     result.year = 0;
@@ -397,9 +402,12 @@ template <class Token>
     const DateFields &fields =
         kDateFields[key][order == kDayFirst ? 1 : order == kYearFirst ? 2 : 0];
     if (fields.month_at < 0) return false;
-    // Picked from values already read rather than read through the index.
+    // Picked from the values rather than read through the index: one load
+    // less on the way to the result.
     const int32_t values[3] = {tokens[0].value, tokens[1].value, tokens[2].value};
-    const auto pick = [&values](int8_t at) { return at == 0 ? values[0] : at == 1 ? values[1] : values[2]; };
+    const auto pick = [&values](int8_t at) {
+        return at == 0 ? values[0] : at == 1 ? values[1] : values[2];
+    };
     const int32_t month = pick(fields.month_at);
     const int32_t day = pick(fields.day_at);
     const int32_t written_year = pick(fields.year_at);
@@ -413,8 +421,7 @@ template <class Token>
     return true;
 }
 
-// storeTimeValue on the caller's tokens or the scan's own: true when the
-// tokens from the first on make a time.
+// True when the tokens from the first on make a time.
 template <class Token>
 [[gnu::always_inline]] inline bool store_time(Token *tokens, orv_datetime_text_t &result) {
     result.hour = result.minute = result.second = 0;
@@ -455,7 +462,9 @@ template <class Token>
 
     ZoneOffset zone;
     if (!read_zone(tokens, i, result, &zone)) return false;
-    if (hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0 || second > 59) return false;
+    if (hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0 || second > 59) {
+        return false;
+    }
     result.hour = hour;
     result.minute = minute;
     result.second = second;
@@ -468,8 +477,8 @@ template <class Token>
     return true;
 }
 
-// The tokens and what the scan found. scan_text writes every token before
-// anything reads it, so only the count and the result start zero.
+// The drivers' tokens and what the scan found. scan_text writes every token
+// before anything reads it.
 struct Scan {
     ScanToken tokens[kMaxTokens];
     int count = 0;
@@ -497,9 +506,9 @@ void scan_text(const char *text, Scan &scan) {
     }
     scan.count = count;
     if (position == nullptr) {
-        for (int i = count + 1; i < kMaxTokens; ++i) scan.tokens[i] = {0, 0, ' ', 0, nullptr};
+        for (int i = count + 1; i < kMaxTokens; ++i) scan.tokens[i] = {0, 0, ' ', 0};
     } else {
-        for (int i = count; i < kMaxTokens; ++i) scan.tokens[i] = {0, 0, 0, 0, nullptr};
+        for (int i = count; i < kMaxTokens; ++i) scan.tokens[i] = {0, 0, 0, 0};
     }
 }
 
@@ -537,9 +546,9 @@ bool time_follows_date(const Scan &scan) {
 
 enum Parts { kDate = 1, kTime = 2 };
 
-// The three drivers in one, into a fresh scan: which parts to store decides
-// the least count and the token slices. True with scan.result filled on
-// success.
+// The three drivers in one: which parts to store decides the least count
+// and the token slices. True with result filled on success; on failure
+// result holds whatever was stored.
 [[gnu::always_inline]] inline bool parse_text(const char *text, int order, int parts,
                                               orv_datetime_text_t &result) {
     if (text == nullptr) return false;
