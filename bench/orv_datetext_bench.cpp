@@ -54,8 +54,7 @@ struct TextSet {
 // The parser reads a marker only where it touches the digits, so the
 // marker form keeps to the hours that "AM" and "PM" leave as written
 // (1 to 11 AM, 12 PM): both sides then read the same fields.
-TextSet make_texts(const Form &form)
-{
+TextSet make_texts(const Form &form) {
     TextSet s;
     orv_bench::SplitMix64 rng(0x6F72766461746531ull);
     while (s.texts.size() < kTextCount) {
@@ -85,19 +84,16 @@ TextSet make_texts(const Form &form)
     return s;
 }
 
-bool orv_parse(const Form &, const char *text, orv_datetime_t *out)
-{
+bool orv_parse(const Form &, const char *text, orv_datetime_t *out) {
     return orv_string_to_datetime(text, 1, out) == 1;
 }
 
 // strptime leaves the fields its format does not set, so the caller clears
 // the record first.
-[[gnu::noinline]] bool strptime_parse(const Form &form, const char *text, orv_datetime_t *out)
-{
+[[gnu::noinline]] bool strptime_parse(const Form &form, const char *text, orv_datetime_t *out) {
     std::tm tm{};
     const char *rest = strptime(text, form.scan, &tm);
-    if (rest == nullptr)
-        return false;
+    if (rest == nullptr) return false;
     *out = orv_datetime_t{};
     out->year = tm.tm_year + 1900;
     out->month = tm.tm_mon + 1;
@@ -115,16 +111,15 @@ using Parse = bool (*)(const Form &, const char *, orv_datetime_t *);
 constexpr Parse kSides[] = {orv_parse, strptime_parse};
 
 // Counters "orv" and "strptime": nanoseconds per text.
-void form_bench(benchmark::State &state, const Form *form)
-{
+void form_bench(benchmark::State &state, const Form *form) {
     const TextSet s = make_texts(*form);
     for (const Parse parse : kSides)
         for (std::size_t i = 0; i < kTextCount; ++i) {
             orv_datetime_t d{};
             const orv_datetime_t &f = s.fields[i];
-            if (!parse(*form, s.texts[i].c_str(), &d) || d.year != f.year ||
-                d.month != f.month || d.day != f.day || d.hour != f.hour ||
-                d.minute != f.minute || d.second != f.second || d.millisecond != f.millisecond)
+            if (!parse(*form, s.texts[i].c_str(), &d) || d.year != f.year || d.month != f.month ||
+                d.day != f.day || d.hour != f.hour || d.minute != f.minute ||
+                d.second != f.second || d.millisecond != f.millisecond)
                 return state.SkipWithError(("wrong result for \"" + s.texts[i] + "\"").c_str());
         }
     using Clock = std::chrono::steady_clock;
@@ -161,10 +156,10 @@ const bool kCompared = [] {
         n.theirs = n.bench + "@strptime";
         n.label = std::string("time datetext ") + kForms[i].name + " orv / strptime";
         benchmark::RegisterBenchmark(n.bench.c_str(), form_bench, &kForms[i]);
-        orv_bench::compare({n.label.c_str(), n.ours.c_str(), n.theirs.c_str(), 1.00,
-                            orv_bench::Better::Lower});
+        orv_bench::compare(
+            {n.label.c_str(), n.ours.c_str(), n.theirs.c_str(), 1.00, orv_bench::Better::Lower});
     }
     return true;
 }();
 
-} // namespace
+}  // namespace

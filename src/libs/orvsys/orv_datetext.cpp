@@ -194,7 +194,8 @@ template <class Token>
     // The delimiter: position is on the first character behind the digits.
     const CharInfo &behind = info(*position);
     token.delim = behind.delim;
-    if (behind.ends == Ends::Step) [[likely]] return position + 1;
+    if (behind.ends == Ends::Step) [[likely]]
+        return position + 1;
     switch (behind.ends) {
     case Ends::Step: return position + 1;
     case Ends::Text: return position;
@@ -220,7 +221,7 @@ template <class Token>
 enum CountClass : uint8_t { kNoField, kShort, kLong, kName };
 
 constexpr CountClass kCountClasses[10] = {kNoField, kShort,   kShort,   kNoField, kLong,
-                                           kNoField, kNoField, kNoField, kNoField, kName};
+                                          kNoField, kNoField, kNoField, kNoField, kName};
 
 // kCountClasses at two bits each: a shift in place of a load, since the
 // date fields wait on the classes.
@@ -273,7 +274,11 @@ constexpr DateFields fields_of(const char *meaning) {
         switch (meaning[i]) {
         case 'M': fields.month_at = i; break;
         case 'D': fields.day_at = i; break;
-        default: fields.year_at = i; fields.short_year = meaning[i] == 'y'; break;
+        case 'Y': fields.year_at = i; break;
+        case 'y':
+            fields.year_at = i;
+            fields.short_year = true;
+            break;
         }
     }
     return fields;
@@ -399,8 +404,8 @@ template <class Token>
 
     const int key = layout_key(count_class(tokens[0].digits), count_class(tokens[1].digits),
                                count_class(tokens[2].digits));
-    const DateFields &fields =
-        kDateFields[key][order == kDayFirst ? 1 : order == kYearFirst ? 2 : 0];
+    const int column = order == kDayFirst ? 1 : order == kYearFirst ? 2 : 0;
+    const DateFields &fields = kDateFields[key][column];
     if (fields.month_at < 0) return false;
     // Picked from the values rather than read through the index: one load
     // less on the way to the result.
@@ -602,8 +607,8 @@ void copy_date(const orv_datetime_text_t &parsed, int32_t *year, int32_t *month,
     *weekday = 0;
 }
 
-void copy_time(const orv_datetime_text_t &parsed, int32_t *hour, int32_t *minute,
-               int32_t *second, int32_t *millisecond) {
+void copy_time(const orv_datetime_text_t &parsed, int32_t *hour, int32_t *minute, int32_t *second,
+               int32_t *millisecond) {
     *hour = parsed.hour;
     *minute = parsed.minute;
     *second = parsed.second;
