@@ -10,9 +10,7 @@
 
 namespace {
 
-using orv::internal::parseDateText;
-using orv::internal::parseDateTimeText;
-using orv::internal::parseTimeText;
+using orv::internal::nextDateToken;
 using orv_test::DateOf;
 using orv_test::Fields;
 using orv_test::TimeOf;
@@ -74,6 +72,7 @@ TEST(Datetext, PublicReads) {
         {"9999-99-99 12:30:45", {}, {12, 30, 45}}, {"12:30:45 trailing", {}, {12, 30, 45}},
         {"1:02PM 2020-01-02", {2020, 1, 2}, {13, 2}}, {"2020-01-02 12 30", {2020, 1, 2}, {12, 30}},
         {"2020-01-02T12:30:45Z", {2020, 1, 2}, {12, 30, 45}},
+        {"2020-01-02.T12:30:45", {2020, 1, 2}, {12, 30, 45}},  // a full stop, not a fraction
         {"DEC-25-20", {2020, 12, 25}, {}, kFirst},
         {"02/JAN/2020   12:30:45 (UTC)", {2020, 1, 2}, {12, 30, 45}},
         {"12:30:45.5+08:00 2020-01-02", {2020, 1, 2}, {12, 30, 45, 500}},
@@ -82,7 +81,7 @@ TEST(Datetext, PublicReads) {
         {"1:02 PM 2020-01-02", {}, {1, 2}},  // the marker does not touch the digits
         {"1:02:03.5PM", {}, {1, 2, 3, 500}},  // no marker behind a fraction
         {"12:30:45AMX", {}, {0, 30, 45}},  // the failed token keeps its "A"
-        {"12:30:"}, {"12:30.5"}, {"12:30T"}, {"12:30A1"}, {"12:30AMX"}, {"13:02PM"}, {"0:02AM"},
+        {"12:30:"}, {"12:30.5"}, {"12:30T"}, {"12:30A1"}, {"12:30AMZ"}, {"13:02PM"}, {"0:02AM"},
         {"24:00:00"}, {"23:60:00"}, {"23:59:60"}, {"2020:30:00"}, {"123:00"}, {"12:345"},
         {"12.30.45"}, {"12:30:45+08"}, {"12:30:45+08:0"}, {"12:30:45+24:00"}, {"12:30:45+23:60"},
         {"12:30:45+0"}, {"12:30:45+000"}, {"2020-01-02+12:30:45"}, {"2020-01-02Z12:30:45"},
@@ -117,9 +116,9 @@ TEST(Datetext, PublicReads) {
 // digits; the zone is kept as written; the tail is the "(" that stopped the scan. A part not
 // asked for stays zero.
 int Parse(char part, const char *text, orv_datetime_text_t *result) {
-    return part == 'd'   ? parseDateText(text, 1, result)
-           : part == 't' ? parseTimeText(text, result)
-                         : parseDateTimeText(text, 1, result);
+    return part == 'd'   ? orv::internal::parseDateText(text, 1, result)
+           : part == 't' ? orv::internal::parseTimeText(text, result)
+                         : orv::internal::parseDateTimeText(text, 1, result);
 }
 TEST(Datetext, Drivers) {
     const struct { const char *text; char part; const char *want; } rows[] = {
@@ -127,7 +126,6 @@ TEST(Datetext, Drivers) {
         {"1:02:03.25PM", 't', "0-0-0 1:2:3.250/250000/250000000 _0:0 01 @-1"},
         {"12:30:45-0530", 't', "0-0-0 12:30:45.0/0/0 -5:30 01 @-1"},
         {"12:30:45+9999", 't', "0-0-0 12:30:45.0/0/0 +99:99 01 @-1"},
-        {"12:30:45.5-01:00", 't', "0-0-0 12:30:45.500/500000/500000000 -1:0 01 @-1"},
         {"12:30:45Z(x)", 't', "0-0-0 12:30:45.0/0/0 Z0:0 01 @9"},
         {"2020-01-02 (remark) 12:30", 'd', "2020-1-2 0:0:0.0/0/0 _0:0 10 @11"},
         {"2020-01-02T12:30:45.5Z(UTC)", 'b', "2020-1-2 12:30:45.500/500000/500000000 Z0:0 11 @22"},
@@ -140,11 +138,35 @@ TEST(Datetext, Drivers) {
     orv_datetime_text_t r = Filled();
     EXPECT_EQ(Parse('d', nullptr, &r) + Parse('t', nullptr, &r) + Parse('b', nullptr, &r) +
                   Parse('d', "2020-01-02", nullptr) + Parse('t', "12:30", nullptr) +
-                  Parse('b', "2020-01-02 12:30:45", nullptr) +
-                  Parse('b', "2020-01-02 12:30", nullptr), 7);
+                  Parse('b', "2020-01-02 12:30", nullptr), 6);
     // The store operations refuse null tokens, after clearing their own fields.
     EXPECT_EQ(storeDateValue(nullptr, 1, &r) + storeTimeValue(nullptr, &r) +
                   storeDateValue(nullptr, 1, nullptr) + storeTimeValue(nullptr, nullptr), 4);
+}
+
+// The scanner and the store operations as a caller drives them: a token is reset first; its text
+// copies the digits, or the month name over them; ten digits fail at once, wrapped.
+TEST(Datetext, CallerTokens) {
+    const struct { const char *text; char prev; const char *want; } rows[] = {
+        {" 2020-", ' ', "4 2020 10000 - 2020 @6"}, {"12jan/", ' ', "9 1 100 - JAN @6"},
+        {"123456789Z", '.', "8 123456789 1000000000 Z 123456789 @10"}, {" ", ' ', "0 0 1    @-1"},
+        {"9999999999", ' ', "10 1410065407 1410065408   9999999999 @-1"}};
+    for (const auto &row : rows) {
+        orv_date_token_t t;
+        std::memcpy(&t, orv_test::Sentinel<sizeof t>().bytes, sizeof t);
+        const char *next = nextDateToken(row.text, row.prev, &t);
+        char got[80];
+        std::snprintf(got, sizeof got, "%d %d %d %c %s @%d", t.digits, t.value, t.scale, t.delim,
+                      t.text, next == nullptr ? -1 : int(next - row.text));
+        EXPECT_STREQ(got, row.want) << row.text;
+    }
+    orv_date_token_t tokens[10];  // and read by the store operations, fraction text included
+    const char *at = "JAN-02-20 12:30:45.5-01:00";
+    char prev = ' ';
+    for (orv_date_token_t &t : tokens) prev = (at = nextDateToken(at, prev, &t)) ? t.delim : prev;
+    orv_datetime_text_t r{};
+    EXPECT_EQ(storeDateValue(tokens, 1, &r) + storeTimeValue(tokens + 3, &r), 0);
+    EXPECT_EQ(Fields(r, nullptr), "2020-1-2 12:30:45.500/500000/500000000 -1:0 11 @-1");
 }
 
 }  // namespace
