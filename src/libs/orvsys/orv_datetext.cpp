@@ -483,9 +483,11 @@ template <class Token>
 }
 
 // The drivers' tokens and what the scan found. scan_text writes every token
-// before anything reads it.
+// before anything reads it. One token more than the scan fills: a date found
+// at the last pair of tokens reads its third field there, which is never a
+// field, rather than behind the array.
 struct Scan {
-    ScanToken tokens[kMaxTokens];
+    ScanToken tokens[kMaxTokens + 1];
     int count = 0;
     const char *tail = nullptr;
 };
@@ -511,9 +513,9 @@ void scan_text(const char *text, Scan &scan) {
     }
     scan.count = count;
     if (position == nullptr) {
-        for (int i = count + 1; i < kMaxTokens; ++i) scan.tokens[i] = {0, 0, ' ', 0};
+        for (int i = count + 1; i <= kMaxTokens; ++i) scan.tokens[i] = {0, 0, ' ', 0};
     } else {
-        for (int i = count; i < kMaxTokens; ++i) scan.tokens[i] = {0, 0, 0, 0};
+        for (int i = count; i <= kMaxTokens; ++i) scan.tokens[i] = {0, 0, 0, 0};
     }
 }
 
