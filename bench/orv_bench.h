@@ -35,10 +35,9 @@ const std::string &root();
 
 // A small deterministic generator, so that inputs are the same on every run.
 class SplitMix64 {
-public:
+  public:
     explicit SplitMix64(std::uint64_t start) : state_(start) {}
-    std::uint64_t next()
-    {
+    std::uint64_t next() {
         std::uint64_t z = (state_ += 0x9E3779B97F4A7C15ull);
         z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
         z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
@@ -46,10 +45,12 @@ public:
     }
     // A value in [0, bound).
     template <class Int>
-    Int below(Int bound) { return static_cast<Int>(next() % static_cast<std::uint64_t>(bound)); }
+    Int below(Int bound) {
+        return static_cast<Int>(next() % static_cast<std::uint64_t>(bound));
+    }
 
-private:
+  private:
     std::uint64_t state_;
 };
 
-} // namespace orv_bench
+}  // namespace orv_bench

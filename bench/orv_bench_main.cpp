@@ -22,8 +22,7 @@
 namespace orv_bench {
 namespace {
 
-std::vector<Comparison> &comparisons()
-{
+std::vector<Comparison> &comparisons() {
     static std::vector<Comparison> all;
     return all;
 }
@@ -33,19 +32,16 @@ std::string g_root;
 // Keeps per benchmark its real and CPU seconds per iteration and its
 // counters: the median when repetitions give one, else the mean of the runs.
 class Reporter : public benchmark::ConsoleReporter {
-public:
+  public:
     using benchmark::ConsoleReporter::ConsoleReporter;
 
-    void ReportRuns(const std::vector<Run> &runs) override
-    {
+    void ReportRuns(const std::vector<Run> &runs) override {
         for (const Run &run : runs) {
             std::string name = run.run_name.function_name;
-            if (!run.run_name.args.empty())
-                name += "/" + run.run_name.args;
+            if (!run.run_name.args.empty()) name += "/" + run.run_name.args;
             errored = errored || run.error_occurred;
             const bool median = run.run_type == Run::RT_Aggregate;
-            if (run.error_occurred || (median && run.aggregate_name != "median"))
-                continue;
+            if (run.error_occurred || (median && run.aggregate_name != "median")) continue;
             const double unit = benchmark::GetTimeUnitMultiplier(run.time_unit);
             add(name, run.GetAdjustedRealTime() / unit, median);
             add(name + "#cpu", run.GetAdjustedCPUTime() / unit, median);
@@ -56,26 +52,23 @@ public:
     }
 
     // Negative when the benchmark did not run (filtered out or errored).
-    double value(const std::string &key) const
-    {
+    double value(const std::string &key) const {
         const auto it = values_.find(key);
         return it == values_.end() ? -1.0 : it->second.first / it->second.second;
     }
 
     // Real time well above CPU time: the thread was kept off the CPU by other
     // work on the machine, and a ratio of real times is then noise.
-    bool disturbed(const std::string &key) const
-    {
+    bool disturbed(const std::string &key) const {
         const double cpu = value(key + "#cpu");
         return key.find('@') == std::string::npos && cpu > 0.0 && value(key) > cpu * 1.05;
     }
 
     bool errored = false;
 
-private:
+  private:
     // A median replaces the runs it was taken from; they come before it.
-    void add(const std::string &key, double v, bool median)
-    {
+    void add(const std::string &key, double v, bool median) {
         auto &[sum, runs] = values_[key];
         sum = median ? v : sum + v;
         runs = median ? 1 : runs + 1;
@@ -84,8 +77,7 @@ private:
     std::map<std::string, std::pair<double, int>> values_;
 };
 
-void print(const Reporter &r, const Comparison &c)
-{
+void print(const Reporter &r, const Comparison &c) {
     const bool rate = *c.theirs == '\0';
     const double ours = r.value(c.ours);
     const double theirs = rate ? 1.0 : r.value(c.theirs);
@@ -96,8 +88,7 @@ void print(const Reporter &r, const Comparison &c)
     }
     const bool counter = std::string(c.ours).find('@') != std::string::npos;
     double value = rate && !counter ? 1.0 / ours : ours / theirs;
-    if (c.better == Better::Higher && !rate)
-        value = 1.0 / value;
+    if (c.better == Better::Higher && !rate) value = 1.0 / value;
     std::printf(rate ? "%.0f" : "%.2f", value);
     if (c.target > 0.0) {
         const bool met = c.better == Better::Lower ? value <= c.target : value >= c.target;
@@ -110,11 +101,10 @@ void print(const Reporter &r, const Comparison &c)
 }
 
 // <tmp>/orv_bench.XXXXXX with bin/, ini/ and run/log/, taken as the root.
-bool make_root()
-{
+bool make_root() {
     const char *tmp = std::getenv("TMPDIR");
-    std::string pattern = std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") +
-                          "/orv_bench.XXXXXX";
+    std::string pattern =
+        std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/orv_bench.XXXXXX";
     char resolved[PATH_MAX];
     if (mkdtemp(pattern.data()) == nullptr || realpath(pattern.c_str(), resolved) == nullptr) {
         std::perror(pattern.c_str());
@@ -135,32 +125,29 @@ bool make_root()
     return true;
 }
 
-void remove_root()
-{
+void remove_root() {
     if (!g_root.empty())
-        nftw(g_root.c_str(), [](const char *path, const struct stat *, int, struct FTW *) {
-            return remove(path);
-        }, 16, FTW_DEPTH | FTW_PHYS);
+        nftw(
+            g_root.c_str(),
+            [](const char *path, const struct stat *, int, struct FTW *) { return remove(path); },
+            16, FTW_DEPTH | FTW_PHYS);
 }
 
-} // namespace
+}  // namespace
 
-bool compare(const Comparison &c)
-{
+bool compare(const Comparison &c) {
     comparisons().push_back(c);
     return true;
 }
 
 const std::string &root() { return g_root; }
 
-} // namespace orv_bench
+}  // namespace orv_bench
 
-int main(int argc, char **argv)
-{
+int main(int argc, char **argv) {
     using namespace orv_bench;
     benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     if (!make_root()) {
         remove_root();
         return 1;
@@ -170,8 +157,7 @@ int main(int argc, char **argv)
     benchmark::Shutdown();
     std::fflush(stdout);
     std::printf("\n");
-    for (const Comparison &c : comparisons())
-        print(reporter, c);
+    for (const Comparison &c : comparisons()) print(reporter, c);
     remove_root();
     return reporter.errored ? 1 : 0;
 }

@@ -23,21 +23,18 @@ struct IniFile {
     std::string path;
     std::size_t bytes = 0;
     std::size_t lines = 0;
-    std::string section, key, value; // the last key, the file's last line
+    std::string section, key, value;  // the last key, the file's last line
 };
 
-std::string random_word(orv_bench::SplitMix64 &rng, std::size_t longest)
-{
+std::string random_word(orv_bench::SplitMix64 &rng, std::size_t longest) {
     static const char kChars[] = "abcdefghijklmnopqrstuvwxyz0123456789_./-";
     std::string word(1 + rng.below(longest), ' ');
-    for (char &c : word)
-        c = kChars[rng.below(sizeof kChars - 1)];
+    for (char &c : word) c = kChars[rng.below(sizeof kChars - 1)];
     return word;
 }
 
 // Written into the shared root on first use; an empty path if that failed.
-const IniFile &ini_file()
-{
+const IniFile &ini_file() {
     static const IniFile file = [] {
         orv_bench::SplitMix64 rng(0x6F7276696E696265ull);
         static const char *const kSeparators[] = {"=", " = ", " =", ": ", "  =  "};
@@ -49,8 +46,7 @@ const IniFile &ini_file()
             for (unsigned k = 0, keys = 6 + rng.below(15u); k < keys; ++k) {
                 if (rng.below(5) == 0)
                     text += (rng.below(2) ? "; " : "# ") + random_word(rng, 60) + "\n";
-                if (rng.below(12) == 0)
-                    text += "\n";
+                if (rng.below(12) == 0) text += "\n";
                 f.key = "key_" + std::to_string(k);
                 f.value = random_word(rng, 40);
                 std::string written = f.value;
@@ -65,50 +61,43 @@ const IniFile &ini_file()
             }
         }
         f.bytes = text.size();
-        for (char c : text)
-            f.lines += c == '\n';
+        for (char c : text) f.lines += c == '\n';
         f.path = orv_bench::root() + "/run/lookup.ini";
-        if (!(std::ofstream(f.path, std::ios::binary) << text))
-            f.path.clear();
+        if (!(std::ofstream(f.path, std::ios::binary) << text)) f.path.clear();
         return f;
     }();
     return file;
 }
 
-[[gnu::noinline]] std::size_t fgets_lines(const char *path)
-{
+[[gnu::noinline]] std::size_t fgets_lines(const char *path) {
     FILE *fp = std::fopen(path, "rb");
-    if (fp == nullptr)
-        return 0;
+    if (fp == nullptr) return 0;
     char line[512];
     std::size_t lines = 0;
-    while (std::fgets(line, sizeof line, fp) != nullptr)
-        ++lines;
+    while (std::fgets(line, sizeof line, fp) != nullptr) ++lines;
     std::fclose(fp);
     return lines;
 }
 
-void fgets_bench(benchmark::State &state)
-{
+void fgets_bench(benchmark::State &state) {
     const IniFile &f = ini_file();
     if (f.path.empty() || fgets_lines(f.path.c_str()) != f.lines)
         return state.SkipWithError("the fgets loop did not see every line");
-    for (auto _ : state)
-        benchmark::DoNotOptimize(fgets_lines(f.path.c_str()));
+    for (auto _ : state) benchmark::DoNotOptimize(fgets_lines(f.path.c_str()));
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * f.bytes));
 }
 
-void lookup_bench(benchmark::State &state)
-{
+void lookup_bench(benchmark::State &state) {
     const IniFile &f = ini_file();
     char value[512] = "";
     const auto lookup = [&] {
-        return orv_ini_get_string(f.section.c_str(), f.key.c_str(), "(absent)", value,
-                                  sizeof value, f.path.c_str());
+        return orv_ini_get_string(f.section.c_str(), f.key.c_str(), "(absent)", value, sizeof value,
+                                  f.path.c_str());
     };
     if (f.path.empty() || lookup() != static_cast<int32_t>(f.value.size()) || f.value != value)
-        return state.SkipWithError(("lookup of [" + f.section + "] " + f.key + " gave \"" +
-                                    value + "\", not \"" + f.value + "\"").c_str());
+        return state.SkipWithError(("lookup of [" + f.section + "] " + f.key + " gave \"" + value +
+                                    "\", not \"" + f.value + "\"")
+                                       .c_str());
     for (auto _ : state) {
         benchmark::DoNotOptimize(lookup());
         benchmark::DoNotOptimize(value);
@@ -119,8 +108,8 @@ void lookup_bench(benchmark::State &state)
 BENCHMARK(lookup_bench)->Name("ini/lookup/orv_ini_get_string")->UseRealTime();
 BENCHMARK(fgets_bench)->Name("ini/lookup/fgets_loop")->UseRealTime();
 
-const bool kCompared = orv_bench::compare({"time ini lookup orv / fgets loop",
-                                           "ini/lookup/orv_ini_get_string", "ini/lookup/fgets_loop",
-                                           1.00, orv_bench::Better::Lower});
+const bool kCompared =
+    orv_bench::compare({"time ini lookup orv / fgets loop", "ini/lookup/orv_ini_get_string",
+                        "ini/lookup/fgets_loop", 1.00, orv_bench::Better::Lower});
 
-} // namespace
+}  // namespace

@@ -30,8 +30,7 @@ struct Args {
     long micros;
 };
 
-const std::vector<Args> &message_args()
-{
+const std::vector<Args> &message_args() {
     static const std::vector<Args> args = [] {
         std::vector<Args> v;
         orv_bench::SplitMix64 rng(0x6F72766C6F676231ull);
@@ -44,8 +43,7 @@ const std::vector<Args> &message_args()
 
 // Sends stdout to a file, fully buffered; the descriptor to give back to
 // restore_stdout, or -1 on failure.
-int stdout_to(const char *path)
-{
+int stdout_to(const char *path) {
     std::fflush(stdout);
     const int saved = dup(STDOUT_FILENO);
     const int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
@@ -55,8 +53,7 @@ int stdout_to(const char *path)
     return sent ? saved : (close(saved), -1);
 }
 
-void restore_stdout(int saved)
-{
+void restore_stdout(int saved) {
     std::fflush(stdout);
     dup2(saved, STDOUT_FILENO);
     close(saved);
@@ -65,8 +62,7 @@ void restore_stdout(int saved)
 
 // Logs one entry and checks it in the ring and on the console; empty when
 // all is well, else what went wrong.
-std::string log_and_check_one()
-{
+std::string log_and_check_one() {
     const Args &a = message_args()[0];
     char message[128];
     std::snprintf(message, sizeof message, LINK_FORMAT, a.link, a.frames, a.queue, a.micros);
@@ -74,8 +70,7 @@ std::string log_and_check_one()
     int32_t cursor = 0;
     orv_log_sync(&cursor);
     const int saved = stdout_to(path.c_str());
-    if (saved < 0)
-        return "cannot catch the console";
+    if (saved < 0) return "cannot catch the console";
     orv_log_info(LINK_FORMAT, a.link, a.frames, a.queue, a.micros);
     restore_stdout(saved);
     const orv_log_entry_t *entry = orv_log_count(cursor) == 1 ? orv_log_get(&cursor) : nullptr;
@@ -84,8 +79,8 @@ std::string log_and_check_one()
         return "the entry is not in the ring as logged";
     const orv_datetime_t &t = entry->time;
     char stamp[80];
-    std::snprintf(stamp, sizeof stamp, "%04d-%02d-%02d %02d:%02d:%02d.%03d", t.year, t.month,
-                  t.day, t.hour, t.minute, t.second, t.millisecond);
+    std::snprintf(stamp, sizeof stamp, "%04d-%02d-%02d %02d:%02d:%02d.%03d", t.year, t.month, t.day,
+                  t.hour, t.minute, t.second, t.millisecond);
     std::ifstream in(path, std::ios::binary);
     const std::string console{std::istreambuf_iterator<char>(in), {}};
     if (console != std::string("\033[37;40;1m[") + stamp + "]" + message + "\033[0m\r\n")
@@ -93,13 +88,11 @@ std::string log_and_check_one()
     return {};
 }
 
-void log_bench(benchmark::State &state)
-{
-    int saved = stdout_to("/dev/null"); // whatever the log says when it starts
+void log_bench(benchmark::State &state) {
+    int saved = stdout_to("/dev/null");  // whatever the log says when it starts
     const bool started = saved >= 0 && orv_log_init("bench") == 1;
     restore_stdout(saved);
-    if (!started)
-        return state.SkipWithError("cannot start the log");
+    if (!started) return state.SkipWithError("cannot start the log");
     const std::string error = log_and_check_one();
     if (!error.empty() || (saved = stdout_to("/dev/null")) < 0) {
         orv_log_uninit();
@@ -119,8 +112,8 @@ void log_bench(benchmark::State &state)
 
 BENCHMARK(log_bench)->Name("log/info/ring+console")->UseRealTime();
 
-const bool kCompared = orv_bench::compare({"entries/s log info ring+console on one thread",
-                                           "log/info/ring+console", "", 1e6,
-                                           orv_bench::Better::Higher});
+const bool kCompared =
+    orv_bench::compare({"entries/s log info ring+console on one thread", "log/info/ring+console",
+                        "", 1e6, orv_bench::Better::Higher});
 
-} // namespace
+}  // namespace

@@ -38,8 +38,7 @@ constexpr int kRounds = 6;
 constexpr int64_t kRoundNs = 500'000'000;
 constexpr int kCostTicks = 1000;
 
-int64_t clock_ns(clockid_t clock)
-{
+int64_t clock_ns(clockid_t clock) {
     struct timespec ts;
     clock_gettime(clock, &ts);
     return static_cast<int64_t>(ts.tv_sec) * 1'000'000'000 + ts.tv_nsec;
@@ -47,8 +46,7 @@ int64_t clock_ns(clockid_t clock)
 
 // The service's contract: the timer signal and the exit signal above it are
 // blocked before it starts a worker. The timer signal, or 0 on failure.
-int block_timer_signals()
-{
+int block_timer_signals() {
     const int signo = orv_timer_signo();
     sigset_t set;
     sigemptyset(&set);
@@ -73,36 +71,32 @@ struct Series {
 Series *g_series = nullptr;
 
 // A tick: the callback of the service's timers, called by the timerfd loop.
-void *record(void *arg)
-{
+void *record(void *arg) {
     auto *t = static_cast<Timer *>(arg);
     const int64_t since = clock_ns(CLOCK_MONOTONIC) - t->first_due;
     t->ticks.fetch_add(1, std::memory_order_relaxed);
     const std::size_t i = g_series->count.fetch_add(1, std::memory_order_relaxed);
     if (i < g_series->latencies.size())
-        g_series->latencies[i] = since < 0 ? since : since % kPeriodNs; // < 0: early
+        g_series->latencies[i] = since < 0 ? since : since % kPeriodNs;  // < 0: early
     return nullptr;
 }
 
 // Counts the points due before the timers began to stop and checks each
 // timer's ticks against those due by the time all had stopped.
-std::string end_round(Series &s, std::vector<Timer> &timers, int64_t stopping, int64_t stopped)
-{
+std::string end_round(Series &s, std::vector<Timer> &timers, int64_t stopping, int64_t stopped) {
     for (Timer &t : timers) {
         const int64_t due = (stopping - t.first_due) / kPeriodNs + 1, got = t.ticks.load();
         if (got > (stopped - t.first_due) / kPeriodNs + 1)
             return "a timer ticked more often than its schedule allows";
         s.due += due;
-        s.missed += std::max<int64_t>(0, due - 1 - got); // the last one may be cut off
+        s.missed += std::max<int64_t>(0, due - 1 - got);  // the last one may be cut off
     }
     return {};
 }
 
-std::string orv_round(Series &s, int signo)
-{
+std::string orv_round(Series &s, int signo) {
     std::vector<Timer> timers(kTimers);
-    if (orv_timer_init(signo, 1) != 1)
-        return "orv_timer_init failed";
+    if (orv_timer_init(signo, 1) != 1) return "orv_timer_init failed";
     const int64_t end = clock_ns(CLOCK_MONOTONIC) + kRoundNs;
     for (Timer &t : timers) {
         t.first_due = clock_ns(CLOCK_MONOTONIC) + kPeriodNs;
@@ -116,12 +110,11 @@ std::string orv_round(Series &s, int signo)
     while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
     }
     const int64_t stopping = clock_ns(CLOCK_MONOTONIC);
-    orv_timer_uninit(); // disarms, lets the worker finish, joins it
+    orv_timer_uninit();  // disarms, lets the worker finish, joins it
     return end_round(s, timers, stopping, clock_ns(CLOCK_MONOTONIC));
 }
 
-std::string timerfd_round(Series &s)
-{
+std::string timerfd_round(Series &s) {
     std::vector<Timer> timers(kTimers);
     std::vector<int> fds;
     const int epoll = epoll_create1(EPOLL_CLOEXEC);
@@ -148,8 +141,7 @@ std::string timerfd_round(Series &s)
         }
     }
     const int64_t stop = clock_ns(CLOCK_MONOTONIC);
-    for (int fd : fds)
-        close(fd);
+    for (int fd : fds) close(fd);
     close(epoll);
     return error.empty() ? end_round(s, timers, stop, stop) : error;
 }
@@ -157,24 +149,21 @@ std::string timerfd_round(Series &s)
 // p50 and p99 in microseconds into the counters; empty when the figures hold.
 // A missing tick was lost or came a period late or more (the two look
 // alike): it counts as a period late, the least it can have been.
-std::string summarise(Series &s, const char *name, benchmark::State &state)
-{
+std::string summarise(Series &s, const char *name, benchmark::State &state) {
     if (s.count.load() == 0 || s.count.load() > s.latencies.size())
         return std::string(name) + ": no ticks, or more than the schedule allows";
     s.latencies.resize(s.count.load());
     s.latencies.insert(s.latencies.end(), static_cast<std::size_t>(s.missed), kPeriodNs);
     std::sort(s.latencies.begin(), s.latencies.end());
     const std::size_t n = s.latencies.size();
-    if (s.latencies[0] < 0)
-        return std::string(name) + ": a tick came before its first point";
+    if (s.latencies[0] < 0) return std::string(name) + ": a tick came before its first point";
     state.counters[std::string("p50_") + name + "_us"] = s.latencies[n / 2] / 1e3;
     state.counters[std::string("p99_") + name + "_us"] = s.latencies[(n * 99 - 1) / 100] / 1e3;
     state.counters[std::string("missed_") + name] = static_cast<double>(s.missed);
     return {};
 }
 
-void latency_bench(benchmark::State &state)
-{
+void latency_bench(benchmark::State &state) {
     const int signo = block_timer_signals();
     Series orv, timerfd;
     std::string error = signo > 0 ? "" : "cannot block the timer signals";
@@ -183,16 +172,12 @@ void latency_bench(benchmark::State &state)
             g_series = &orv;
             error = orv_round(orv, signo);
             g_series = &timerfd;
-            if (error.empty())
-                error = timerfd_round(timerfd);
+            if (error.empty()) error = timerfd_round(timerfd);
         }
     }
-    if (error.empty())
-        error = summarise(orv, "orv", state);
-    if (error.empty())
-        error = summarise(timerfd, "timerfd", state);
-    if (!error.empty())
-        state.SkipWithError(error.c_str());
+    if (error.empty()) error = summarise(orv, "orv", state);
+    if (error.empty()) error = summarise(timerfd, "timerfd", state);
+    if (!error.empty()) state.SkipWithError(error.c_str());
 }
 
 struct Counting {
@@ -200,32 +185,27 @@ struct Counting {
     sem_t reached;
 };
 
-void *count_tick(void *arg)
-{
+void *count_tick(void *arg) {
     auto *c = static_cast<Counting *>(arg);
     const int n = c->ticks.fetch_add(1) + 1;
-    if (n == 10 || n == 10 + kCostTicks)
-        sem_post(&c->reached);
+    if (n == 10 || n == 10 + kCostTicks) sem_post(&c->reached);
     return nullptr;
 }
 
 void *idle_tick(void *) { return nullptr; }
 
-bool wait_reached(Counting &c)
-{
+bool wait_reached(Counting &c) {
     struct timespec deadline;
     clock_gettime(CLOCK_REALTIME, &deadline);
     deadline.tv_sec += 30;
     while (sem_timedwait(&c.reached, &deadline) != 0)
-        if (errno != EINTR)
-            return false;
+        if (errno != EINTR) return false;
     return true;
 }
 
-void tick_cost_bench(benchmark::State &state)
-{
+void tick_cost_bench(benchmark::State &state) {
     const int armed = static_cast<int>(state.range(0));
-    struct rlimit limit; // each POSIX timer holds a queued-signal slot
+    struct rlimit limit;  // each POSIX timer holds a queued-signal slot
     if (getrlimit(RLIMIT_SIGPENDING, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
         limit.rlim_cur = limit.rlim_max;
         setrlimit(RLIMIT_SIGPENDING, &limit);
@@ -244,8 +224,7 @@ void tick_cost_bench(benchmark::State &state)
                     ")";
     if (error.empty() && orv_timer_create(1, 1, count_tick, &counting) == nullptr)
         error = "orv_timer_create failed for the counting timer";
-    if (!error.empty())
-        state.SkipWithError(error.c_str());
+    if (!error.empty()) state.SkipWithError(error.c_str());
     for (auto _ : state) {
         const bool started = wait_reached(counting);
         const int64_t cpu = clock_ns(CLOCK_PROCESS_CPUTIME_ID);
@@ -272,4 +251,4 @@ const bool kCompared =
                         "timer/tick_cost/10000@cpu_us_per_tick",
                         "timer/tick_cost/1@cpu_us_per_tick", 1.20, Better::Lower});
 
-} // namespace
+}  // namespace

@@ -11,20 +11,22 @@
 
 /* The exact type of a field, without evaluating the null pointer. */
 #define FIELD(rec, member) (((rec *)0)->member)
-#define IS_TYPE(expr, T) _Generic((expr), T: 1, default: 0)
+#define IS_TYPE(expr, T) _Generic((expr), T : 1, default : 0)
 
 /* One field: offset, size and exact type; an array field: offset, element
  * type and count; a record: size and alignment. */
-#define AT(rec, member, off, T)                                                                 \
-    _Static_assert(offsetof(rec, member) == (off) && IS_TYPE(FIELD(rec, member), T) &&          \
-                   sizeof(FIELD(rec, member)) == sizeof(T), #rec "." #member " layout")
-#define ARRAY_AT(rec, member, off, T, count)                                                    \
-    _Static_assert(offsetof(rec, member) == (off) && IS_TYPE(FIELD(rec, member)[0], T) &&       \
-                   sizeof(FIELD(rec, member)) == sizeof(T) * (count), #rec "." #member " layout")
+#define AT(rec, member, off, T)                                                        \
+    _Static_assert(offsetof(rec, member) == (off) && IS_TYPE(FIELD(rec, member), T) && \
+                       sizeof(FIELD(rec, member)) == sizeof(T),                        \
+                   #rec "." #member " layout")
+#define ARRAY_AT(rec, member, off, T, count)                                              \
+    _Static_assert(offsetof(rec, member) == (off) && IS_TYPE(FIELD(rec, member)[0], T) && \
+                       sizeof(FIELD(rec, member)) == sizeof(T) * (count),                 \
+                   #rec "." #member " layout")
 #define RECORD(rec, size, align) \
     _Static_assert(sizeof(rec) == (size) && _Alignof(rec) == (align), #rec " size or alignment")
 #define I32(rec, member, index) AT(rec, member, 4 * (index), int32_t)
-#define ALIGN_UP(n, a) (((n) + (a) - 1) / (a) * (a))
+#define ALIGN_UP(n, a) (((n) + (a)-1) / (a) * (a))
 #define PTR sizeof(void *)
 
 /* orv_timestamp_t { int32_t seconds; uint16_t milliseconds; uint16_t reserved; } */
@@ -52,20 +54,30 @@ AT(orv_variant_t, value.cap, 8 + PTR + 2, uint16_t);
 
 /* Calendar records: plain int32_t fields, four, four and eight of them. */
 RECORD(orv_date_t, 16, 4);
-I32(orv_date_t, year, 0); I32(orv_date_t, month, 1); I32(orv_date_t, day, 2);
+I32(orv_date_t, year, 0);
+I32(orv_date_t, month, 1);
+I32(orv_date_t, day, 2);
 I32(orv_date_t, weekday, 3);
 RECORD(orv_time_t, 16, 4);
-I32(orv_time_t, hour, 0); I32(orv_time_t, minute, 1); I32(orv_time_t, second, 2);
+I32(orv_time_t, hour, 0);
+I32(orv_time_t, minute, 1);
+I32(orv_time_t, second, 2);
 I32(orv_time_t, millisecond, 3);
 RECORD(orv_datetime_t, 32, 4);
-I32(orv_datetime_t, year, 0); I32(orv_datetime_t, month, 1); I32(orv_datetime_t, day, 2);
-I32(orv_datetime_t, weekday, 3); I32(orv_datetime_t, hour, 4); I32(orv_datetime_t, minute, 5);
-I32(orv_datetime_t, second, 6); I32(orv_datetime_t, millisecond, 7);
+I32(orv_datetime_t, year, 0);
+I32(orv_datetime_t, month, 1);
+I32(orv_datetime_t, day, 2);
+I32(orv_datetime_t, weekday, 3);
+I32(orv_datetime_t, hour, 4);
+I32(orv_datetime_t, minute, 5);
+I32(orv_datetime_t, second, 6);
+I32(orv_datetime_t, millisecond, 7);
 _Static_assert(IS_TYPE(g_orv_timezone, int32_t), "g_orv_timezone is int32_t");
 
 /* orv_date_token_t { int32_t digits, value, scale; char delim; char text[19]; } */
 RECORD(orv_date_token_t, 32, 4);
-I32(orv_date_token_t, digits, 0); I32(orv_date_token_t, value, 1);
+I32(orv_date_token_t, digits, 0);
+I32(orv_date_token_t, value, 1);
 I32(orv_date_token_t, scale, 2);
 AT(orv_date_token_t, delim, 12, char);
 ARRAY_AT(orv_date_token_t, text, 13, char, 19);
@@ -73,19 +85,26 @@ ARRAY_AT(orv_date_token_t, text, 13, char, 19);
 /* orv_datetime_text_t: eleven int32_t, then char zone_sign, two int32_t
  * and the tail pointer. */
 RECORD(orv_datetime_text_t, 56 + PTR, PTR);
-I32(orv_datetime_text_t, month, 0); I32(orv_datetime_text_t, day, 1);
-I32(orv_datetime_text_t, year, 2); I32(orv_datetime_text_t, hour, 3);
-I32(orv_datetime_text_t, minute, 4); I32(orv_datetime_text_t, second, 5);
-I32(orv_datetime_text_t, msec, 6); I32(orv_datetime_text_t, usec, 7);
-I32(orv_datetime_text_t, nsec, 8); I32(orv_datetime_text_t, zone_hour, 9);
+I32(orv_datetime_text_t, month, 0);
+I32(orv_datetime_text_t, day, 1);
+I32(orv_datetime_text_t, year, 2);
+I32(orv_datetime_text_t, hour, 3);
+I32(orv_datetime_text_t, minute, 4);
+I32(orv_datetime_text_t, second, 5);
+I32(orv_datetime_text_t, msec, 6);
+I32(orv_datetime_text_t, usec, 7);
+I32(orv_datetime_text_t, nsec, 8);
+I32(orv_datetime_text_t, zone_hour, 9);
 I32(orv_datetime_text_t, zone_minute, 10);
 AT(orv_datetime_text_t, zone_sign, 44, char);
-I32(orv_datetime_text_t, has_date, 12); I32(orv_datetime_text_t, has_time, 13);
+I32(orv_datetime_text_t, has_date, 12);
+I32(orv_datetime_text_t, has_time, 13);
 AT(orv_datetime_text_t, tail, 56, const char *);
 
 /* orv_log_entry_t { int32_t level, ext; orv_datetime_t time; char message[128]; } */
 RECORD(orv_log_entry_t, 168, 4);
-I32(orv_log_entry_t, level, 0); I32(orv_log_entry_t, ext, 1);
+I32(orv_log_entry_t, level, 0);
+I32(orv_log_entry_t, ext, 1);
 AT(orv_log_entry_t, time, 8, orv_datetime_t);
 ARRAY_AT(orv_log_entry_t, message, 40, char, 128);
 
@@ -114,9 +133,23 @@ _Static_assert(IS_TYPE(g_orv_log_ctrl, orv_log_ctrl_t *), "g_orv_log_ctrl type")
 
 /* The 18 tags. */
 #define TAG(name, n) _Static_assert(ORV_VT_##name == (n), "ORV_VT_" #name)
-TAG(BOOL, 0); TAG(INT8, 1); TAG(INT16, 2); TAG(INT32, 3); TAG(INT64, 4); TAG(UINT8, 5);
-TAG(UINT16, 6); TAG(UINT32, 7); TAG(UINT64, 8); TAG(FLOAT, 9); TAG(DOUBLE, 10); TAG(DATE, 11);
-TAG(TIME, 12); TAG(DATETIME, 13); TAG(STRING, 14); TAG(TEXT, 15); TAG(BINARY, 16);
+TAG(BOOL, 0);
+TAG(INT8, 1);
+TAG(INT16, 2);
+TAG(INT32, 3);
+TAG(INT64, 4);
+TAG(UINT8, 5);
+TAG(UINT16, 6);
+TAG(UINT32, 7);
+TAG(UINT64, 8);
+TAG(FLOAT, 9);
+TAG(DOUBLE, 10);
+TAG(DATE, 11);
+TAG(TIME, 12);
+TAG(DATETIME, 13);
+TAG(STRING, 14);
+TAG(TEXT, 15);
+TAG(BINARY, 16);
 TAG(TIMESTAMP, 17);
 
 static int failures = 0;

@@ -27,10 +27,12 @@ struct Way {
     int (*to_dt)(int32_t, orv_datetime_t *), (*to_date)(int32_t, orv_date_t *),
         (*to_time)(int32_t, orv_time_t *), (*from_ts)(const orv_timestamp_t *, orv_datetime_t *);
 };
+// clang-format off
 const Way kWays[2] = {
     {orv_time_t_to_datetime, orv_time_t_to_date, orv_time_t_to_time, orv_timestamp_to_datetime},
     {orv_time_t_to_datetime_utc, orv_time_t_to_date_utc, orv_time_t_to_time_utc,
      orv_timestamp_to_datetime_utc}};
+// clang-format on
 
 // What the C library makes of t, as the record the library should give.
 orv_datetime_t Expected(time_t t, int32_t ms, bool utc) {
@@ -53,9 +55,16 @@ void InZone(const char *tz, Body body) {
 // junk, millisecond ms_in (the timestamp keeps its low 16 bits). Midnight rows also take the date
 // form, 1970-01-01 rows the time form; -1 is also a refusal. Null pointers are refused.
 TEST(Calendar, SecondsAndFields) {
-    struct Row { const char *tz; char way; int32_t t; orv_datetime_t local;
-                 int32_t ms_in = 0; uint16_t ms = 0; };
+    struct Row {
+        const char *tz;
+        char way;
+        int32_t t;
+        orv_datetime_t local;
+        int32_t ms_in = 0;
+        uint16_t ms = 0;
+    };
     const char *const U = "UTC0", *const C = "CST-8", *const S = kSummer;
+    // clang-format off
     const Row rows[] = {
         {U, 'B', 0, {1970, 1, 1, 4, 0, 0, 0, 0}, 777, 777},  // Thursday
         {U, 'B', 1578182400, {2020, 1, 5, 0, 0, 0, 0, 0}, 70000, 4464},  // Sunday is 0
@@ -73,6 +82,7 @@ TEST(Calendar, SecondsAndFields) {
         {S, 'S', 1593622800, {2020, 7, 1, 3, 13, 0, 0, 0}},
         {S, 'F', 1593622800, {2020, 7, 1, 3, 12, 0, 0, 0}},
     };
+    // clang-format on
     for (const Row &row : rows) {
         InZone(row.tz, [&row, t = row.t] {
             SCOPED_TRACE(::testing::Message() << row.tz << " t=" << t << " " << Fields(row.local));
@@ -83,9 +93,11 @@ TEST(Calendar, SecondsAndFields) {
                 orv_date_t date = DateOf(kFilled);
                 orv_time_t time = TimeOf(kFilled);
                 EXPECT_EQ(w.to_dt(t, &dt) + w.to_date(t, &date) + w.to_time(t, &time) +
-                              w.from_ts(&ts, &st), 4);
+                              w.from_ts(&ts, &st),
+                          4);
                 EXPECT_EQ(w.to_dt(t, nullptr) + w.to_date(t, nullptr) + w.to_time(t, nullptr) +
-                              w.from_ts(nullptr, &st) + w.from_ts(&ts, nullptr), 0);
+                              w.from_ts(nullptr, &st) + w.from_ts(&ts, nullptr),
+                          0);
                 EXPECT_EQ(Fields(dt) + Fields(date, time), Fields(want) + Fields(want)) << utc;
                 want.millisecond = row.ms;
                 EXPECT_EQ(Fields(st), Fields(want)) << "utc " << utc;
@@ -98,16 +110,22 @@ TEST(Calendar, SecondsAndFields) {
             int32_t got = kFill, t_d = kFill, t_t = kFill;
             orv_timestamp_t st{kFill, 0xA5A5, kReserved};
             EXPECT_EQ(orv_datetime_to_time_t(&in, &got) + orv_datetime_to_timestamp(&in, &st) +
-                          orv_date_to_time_t(&date, &t_d) + orv_time_to_time_t(&time, &t_t), 4);
+                          orv_date_to_time_t(&date, &t_d) + orv_time_to_time_t(&time, &t_t),
+                      4);
             EXPECT_EQ(orv_datetime_to_time_t(nullptr, &got) + orv_datetime_to_time_t(&in, nullptr) +
                           orv_date_to_time_t(nullptr, &t_d) + orv_date_to_time_t(&date, nullptr) +
                           orv_time_to_time_t(nullptr, &t_t) + orv_time_to_time_t(&time, nullptr) +
                           orv_datetime_to_timestamp(nullptr, &st) +
-                          orv_datetime_to_timestamp(&in, nullptr), 0);
+                          orv_datetime_to_timestamp(&in, nullptr),
+                      0);
             EXPECT_EQ(std::tuple(got, st.seconds, st.milliseconds, st.reserved),
                       std::tuple(t, t, row.ms, kReserved));
-            if (in.hour == 0 && in.minute == 0 && in.second == 0) { EXPECT_EQ(t_d, t); }
-            if (in.year == 1970 && in.month == 1 && in.day == 1) { EXPECT_EQ(t_t, t); }
+            if (in.hour == 0 && in.minute == 0 && in.second == 0) {
+                EXPECT_EQ(t_d, t);
+            }
+            if (in.year == 1970 && in.month == 1 && in.day == 1) {
+                EXPECT_EQ(t_t, t);
+            }
         });
     }
 }
@@ -116,6 +134,7 @@ TEST(Calendar, SecondsAndFields) {
 // The reads give the clock's fields, milliseconds tv_usec / 1000, and the timestamps those fields
 // read as local standard time; a changed TZ reaches the next local read, not the zone difference.
 TEST(Calendar, ClockReadsAndZone) {
+    // clang-format off
     struct Row { const char *tz; int zone; int (*vary)(time_t first_call) = nullptr; };
     const Row rows[] = {
         {"UTC0", 0}, {"CST-8", 8}, {"EST5", -5}, {"XXX-11", 11}, {"XXX11", -11}, {"XXX-13", -11},
@@ -125,6 +144,7 @@ TEST(Calendar, ClockReadsAndZone) {
         {kSummer, 0, [](time_t t) { std::tm tm{};
                                     return int(localtime_r(&t, &tm)->tm_gmtoff) / 3600; }},
     };
+    // clang-format on
     for (const Row &row : rows) {
         InZone(row.tz, [&row] {
             EXPECT_EQ(g_orv_timezone, 0) << "set before the first call";
@@ -140,7 +160,9 @@ TEST(Calendar, ClockReadsAndZone) {
             auto expect = [&row](time_t t) { return row.vary ? row.vary(t) : row.zone; };
             EXPECT_TRUE(zone == expect(t0) || zone == expect(t1)) << zone;
 
-            orv_datetime_t dt[2]{}; orv_date_t ymd[2]{}; orv_time_t hms[2]{};
+            orv_datetime_t dt[2]{};
+            orv_date_t ymd[2]{};
+            orv_time_t hms[2]{};
             orv_timestamp_t ts[2] = {{kFill, 0xA5A5, kReserved}, {kFill, 0xA5A5, kReserved}};
             timeval before, after;
             orv_get_date(nullptr), orv_get_time(nullptr), orv_get_timestamp(nullptr);
@@ -161,7 +183,8 @@ TEST(Calendar, ClockReadsAndZone) {
                     EXPECT_TRUE(ms >= before.tv_usec / 1000 && ms <= after.tv_usec / 1000) << ms;
                 EXPECT_EQ(Fields(dt[u]) + Fields(ymd[u], hms[u]),
                           Fields(Expected(now, dt[u].millisecond, u)) +
-                              Fields(Expected(now, hms[u].millisecond, u))) << "utc " << u;
+                              Fields(Expected(now, hms[u].millisecond, u)))
+                    << "utc " << u;
             }
             // So the UTC one lies the zone's standard distance east below the true seconds.
             std::tm tm{};

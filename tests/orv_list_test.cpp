@@ -16,10 +16,13 @@ char Id(void *e) { return static_cast<char>('0' + (static_cast<orv_list_node_t *
 std::string Describe(orv_list_t *list) {
     std::string forward, backward, found;
     // A walk that wraps past an end would never stop: 9 steps are enough.
-    for (void *e = orv_list_begin(list); e && forward.size() < 9; e = orv_list_next(list, e)) forward += Id(e);
-    for (void *e = orv_list_end(list); e && backward.size() < 9; e = orv_list_prev(list, e)) backward = Id(e) + backward;
+    for (void *e = orv_list_begin(list); e && forward.size() < 9; e = orv_list_next(list, e))
+        forward += Id(e);
+    for (void *e = orv_list_end(list); e && backward.size() < 9; e = orv_list_prev(list, e))
+        backward = Id(e) + backward;
     for (int i = 0; i < 8; ++i) found += orv_list_find(list, &items[i]) ? Id(&items[i]) : '.';
-    orv_list_node_t *node = list->first;  // the raw ring closes after as many steps as the walk took
+    orv_list_node_t *node =
+        list->first;  // the raw ring closes after as many steps as the walk took
     for (size_t i = 0; node != nullptr && i < forward.size(); ++i) node = node->next;
     return forward + "|" + backward + "|" + std::to_string(orv_list_count(list)) + "|" + found +
            (node == list->first ? "" : " not closed");
@@ -53,17 +56,21 @@ std::string Play(const std::string &script, orv_list_t *list) {
 }
 
 TEST(List, OperationsKeepTheRingInOrderAndRefusalsLeaveItAlone) {
+    // clang-format off
     struct Row { const char *script; const char *ids; };
-    const Row rows[] = {{"b0", "0"}, {"f0", "0"}, {"b1 b2 b3 f0", "0123"}, {"f2 f1 f0 b3", "0123"}, {"b0 i0.1", "01"},
-        {"b0 b2 i0.1", "012"}, {"b0 b1 i1.2", "012"}, {"b0 r0", ""}, {"b0 b1 b2 r0", "12"}, {"b0 b1 b2 r1", "02"},
-        {"b0 b1 b2 r2", "01"}, {"b0 b1 r0 r1 f2", "2"}, {"b0 b1 b2 b3 <0 >3", "12"}, {"b0 b1 >1 <0", ""}};
+    const Row rows[] = {{"b0", "0"}, {"f0", "0"}, {"b1 b2 b3 f0", "0123"}, {"f2 f1 f0 b3", "0123"},
+        {"b0 i0.1", "01"}, {"b0 b2 i0.1", "012"}, {"b0 b1 i1.2", "012"}, {"b0 r0", ""},
+        {"b0 b1 b2 r0", "12"}, {"b0 b1 b2 r1", "02"}, {"b0 b1 b2 r2", "01"},
+        {"b0 b1 r0 r1 f2", "2"}, {"b0 b1 b2 b3 <0 >3", "12"}, {"b0 b1 >1 <0", ""}};
+    // clang-format on
     orv_list_t list;
     for (const Row &row : rows) EXPECT_EQ(Play(row.script, &list), Want(row.ids)) << row.script;
     Play("b4 r4", &list);  // a removed element keeps its links: the only one points at itself
     EXPECT_TRUE(items[4].next == &items[4] && items[4].prev == &items[4]);
     EXPECT_EQ(Play("", &list), Want(""));  // refusals from here on leave the list alone
     for (void *got : {orv_list_begin(&list), orv_list_end(&list), orv_list_pop_front(&list),
-                      orv_list_pop_back(&list), orv_list_next(&list, &items[0]), orv_list_prev(&list, &items[0])}) {
+                      orv_list_pop_back(&list), orv_list_next(&list, &items[0]),
+                      orv_list_prev(&list, &items[0])}) {
         EXPECT_EQ(got, nullptr);
     }
     EXPECT_EQ(orv_list_remove(&list, &items[0]), 0);
@@ -72,8 +79,10 @@ TEST(List, OperationsKeepTheRingInOrderAndRefusalsLeaveItAlone) {
     Play("b0 b1 b2", &list);
     EXPECT_EQ(orv_list_push_front(&list, nullptr) + orv_list_push_back(&list, nullptr) +
                   orv_list_insert(&items[1], nullptr) + orv_list_insert(nullptr, &items[3]) +
-                  orv_list_remove(&list, nullptr) + orv_list_find(&list, nullptr), 0);
-    EXPECT_TRUE(orv_list_next(&list, nullptr) == nullptr && orv_list_prev(&list, nullptr) == nullptr);
+                  orv_list_remove(&list, nullptr) + orv_list_find(&list, nullptr),
+              0);
+    EXPECT_TRUE(orv_list_next(&list, nullptr) == nullptr &&
+                orv_list_prev(&list, nullptr) == nullptr);
     EXPECT_EQ(Describe(&list), Want("012"));
     EXPECT_EQ(items[3].next, nullptr) << "a refused insert touched the element";
 }
@@ -81,12 +90,17 @@ TEST(List, OperationsKeepTheRingInOrderAndRefusalsLeaveItAlone) {
 // Only the element's own block goes (ASan reports a leak or a double
 // release), not what it points to; the emptied list is used again.
 TEST(List, FreeReleasesEveryElementAndLeavesAReusableList) {
-    struct Owner { orv_list_node_t node; int *payload; };
+    struct Owner {
+        orv_list_node_t node;
+        int *payload;
+    };
     int payload = 42;  // not from the allocator: releasing it would crash
     orv_list_t list{};
     for (int size : {3, 1}) {
         for (int i = 0; i < size; ++i)
-            ASSERT_EQ(orv_list_push_back(&list, new (std::calloc(1, sizeof(Owner))) Owner{{}, &payload}), 1);
+            ASSERT_EQ(
+                orv_list_push_back(&list, new (std::calloc(1, sizeof(Owner))) Owner{{}, &payload}),
+                1);
         EXPECT_EQ(orv_list_count(&list), size);
         orv_list_free(&list);
         EXPECT_EQ(list.first, nullptr);

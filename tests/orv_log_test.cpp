@@ -70,12 +70,18 @@ TEST(LogOutput, ExactBytesByLevelExtAndFlag) {
     const char *const b128 = b.c_str(), *const b127 = b128 + 1;
     // call: 'p' plain, 'x' with ext, 'w'/'u' the write path with save 1/0 (for levels no
     // call has); file: 'n' numbered, 'e' ext, '-' none.
-    struct Row { int level, ext; char call, file; const char *format, *message; } const rows[] = {
+    struct Row {
+        int level, ext;
+        char call, file;
+        const char *format, *message;
+    } const rows[] = {
         // Debug and errors are saved, info and warnings not; ext above 0 always.
-        {0, -1, 'p', 'n', "%d-%s", "42-x"}, {2, 0, 'x', '-', "m", "m"}, {1, 2, 'x', 'e', "m", "m"},
-        {1, -1, 'p', '-', b127, b127}, {2, -1, 'p', '-', nullptr, ""}, {3, 0, 'x', 'n', "m", "m"},
-        {3, -1, 'p', 'n', b128, b127}, {0, 1, 'x', 'e', "m", "m"}, {7, -1, 'w', 'n', "", "m"},
-        {2, 1, 'x', 'e', "%%%d", "%42"}, {3, 3, 'x', 'e', "m", "m"}, {-1, -1, 'u', '-', "", "m"},
+        {0, -1, 'p', 'n', "%d-%s", "42-x"}, {2, 0, 'x', '-', "m", "m"},
+        {1, 2, 'x', 'e', "m", "m"},         {1, -1, 'p', '-', b127, b127},
+        {2, -1, 'p', '-', nullptr, ""},     {3, 0, 'x', 'n', "m", "m"},
+        {3, -1, 'p', 'n', b128, b127},      {0, 1, 'x', 'e', "m", "m"},
+        {7, -1, 'w', 'n', "", "m"},         {2, 1, 'x', 'e', "%%%d", "%42"},
+        {3, 3, 'x', 'e', "m", "m"},         {-1, -1, 'u', '-', "", "m"},
     };
     in_log_child("[LOG]\nSaveSysDebug=1\nSaveSysWarn=0\n", [&](const Tree &tree) {
         orv_log_entry_t raw{0, -1, {}, "m"}, after;  // raw: for orv_log_write, and the start time
@@ -85,7 +91,8 @@ TEST(LogOutput, ExactBytesByLevelExtAndFlag) {
                 if (r.call == 'p') plain[r.level](r.format, 42, "x");
                 if (r.call == 'x') with_ext[r.level](r.ext, r.format, 42, "x");
                 raw.level = r.level;
-                EXPECT_TRUE(r.call == 'p' || r.call == 'x' || orv::internal::orv_log_write(&raw, r.call == 'w'));
+                EXPECT_TRUE(r.call == 'p' || r.call == 'x' ||
+                            orv::internal::orv_log_write(&raw, r.call == 'w'));
             }
         });
         orv_get_datetime(&after.time);
@@ -99,10 +106,10 @@ TEST(LogOutput, ExactBytesByLevelExtAndFlag) {
                 << "level " << r.level << ", ext " << r.ext << ": " << e->message;
             EXPECT_TRUE(stamp(raw.time) <= stamp(e->time) && stamp(e->time) <= stamp(after.time))
                 << stamp(e->time);
-            want_console += std::string("\033[") + kColour[style(e->level)] + "[" +
-                            stamp(e->time) + "]" + e->message + "\033[0m\r\n";
-            want[r.file] += "[" + stamp(e->time) + "(" + kTag[style(e->level)] + ")]" + e->message +
-                            "\r\n";
+            want_console += std::string("\033[") + kColour[style(e->level)] + "[" + stamp(e->time) +
+                            "]" + e->message + "\033[0m\r\n";
+            want[r.file] +=
+                "[" + stamp(e->time) + "(" + kTag[style(e->level)] + ")]" + e->message + "\r\n";
         }
         EXPECT_TRUE(orv_log_get(&cursor) == nullptr && orv_log_get(nullptr) == nullptr);
         EXPECT_EQ(console, want_console);
@@ -115,6 +122,7 @@ TEST(LogOutput, ExactBytesByLevelExtAndFlag) {
 // reads the settings, a running log never again. Then the cursors of a fresh ring, and its wrap.
 TEST(LogRing, LifecycleSettingsCursorsAndWrap) {
     // ini: null for no settings file; expected: lang,error,warn,debug,info,count,size.
+    // clang-format off
     struct Row { const char *ini, *expected; } const rows[] = {
         {"[LOG]\nLang=-3\nSaveSysError=F\nSaveSysWarn=false\n", "1,0,0,0,0,2,2097152"},
         {"[LOG]\nLang=2\nSaveSysError=N\nSaveSysWarn=0\nSaveSysDebug=Y\nSaveSysInfo=1\n"
@@ -123,6 +131,7 @@ TEST(LogRing, LifecycleSettingsCursorsAndWrap) {
         {"[LOG]\nMaxFileSize=2047\n", "0,1,1,0,0,2,2146435072"},  // 2048 and above overflow
         {"[LOG]\nMaxFileSize=2048\n", "0,1,1,0,0,2,2097152"}, {nullptr, "0,1,1,0,0,2,2097152"},
     };
+    // clang-format on
     Tree tree;  // without run/log: saved entries go nowhere and make nothing
     ASSERT_TRUE(tree.ready());
     const auto child = run_in_child([&] {
@@ -132,7 +141,8 @@ TEST(LogRing, LifecycleSettingsCursorsAndWrap) {
         orv_log_entry_t entry{};
         int32_t cursor = 77;
         orv_log_sync(&cursor);
-        EXPECT_TRUE(orv::internal::orv_log_write(&entry, 1) == 0 && !orv_log_get(&cursor) && cursor == 77);
+        EXPECT_TRUE(orv::internal::orv_log_write(&entry, 1) == 0 && !orv_log_get(&cursor) &&
+                    cursor == 77);
         EXPECT_EQ(orv_log_has(0) + orv_log_count(0) + orv_log_lang() + orv_log_init(nullptr), 0);
         ASSERT_TRUE(g_orv_log_ctrl == nullptr && orv_log_init("first") == 1);
         const orv_log_ctrl_t *first = g_orv_log_ctrl;
@@ -159,8 +169,10 @@ TEST(LogRing, LifecycleSettingsCursorsAndWrap) {
                         orv_log_count(0) == 0);
         }
         for (int i = 0; i < 5; ++i) orv_log_info("w%d", i);
+        // clang-format off
         const int32_t counts[][2] = {{250, 11}, {5, 0},   {3, 2},  {6, 255},      {0, 5},
                                      {255, 6},  {256, 0}, {-1, 0}, {INT32_MIN, 0}};  // write slot 5
+        // clang-format on
         for (const auto &[from, count] : counts) {
             EXPECT_TRUE(orv_log_count(from) == count && orv_log_has(from) == (count > 0))
                 << "cursor " << from << ": " << orv_log_count(from) << orv_log_has(from);
@@ -183,7 +195,8 @@ TEST(LogRing, LifecycleSettingsCursorsAndWrap) {
     EXPECT_TRUE(child.ok()) << child;
     const std::string &out = child.output;
     EXPECT_TRUE(out.find("before") == out.npos && out.find("dropped") == out.npos &&
-                out.find("kept") != out.npos) << out;
+                out.find("kept") != out.npos)
+        << out;
     EXPECT_FALSE(exists(tree / "run"));
 }
 
@@ -193,16 +206,20 @@ TEST(LogRing, LifecycleSettingsCursorsAndWrap) {
 TEST(LogFile, RotationTable) {
     const time_t t = 1700000000;
     const char *const F = "old full\r\n";  // 10 bytes: full at a limit of 10
-    struct Row {  // files: the messages of files 1, 2, ..., "|" between
+    struct Row {                           // files: the messages of files 1, 2, ..., "|" between
         bool ext;
         int max_count, limit, entries, index;
         const char *files, *old[2] = {"", ""};  // old: there at the start
         timespec mtime[2] = {};                 // {0, 0}: as written
     } const rows[] = {
-        {false, 2, 100, 6, 2, "r00 r01 r02|r03 r04 r05"}, {false, 2, 36, 3, 2, "r00 r01|r02"},
-        {false, 2, 100, 8, 1, "r06 r07|r03 r04 r05"}, {false, 1, 100, 6, 1, "r03 r04 r05"},
-        {false, 0, 100, 7, 1, "r06"}, {false, 3, 0, 5, 3, "r02|r03|r04"},
-        {true, 2, 10, 3, 1, "r02|r01"}, {false, 2, 35, 3, 1, "r02|r01"},
+        {false, 2, 100, 6, 2, "r00 r01 r02|r03 r04 r05"},
+        {false, 2, 36, 3, 2, "r00 r01|r02"},
+        {false, 2, 100, 8, 1, "r06 r07|r03 r04 r05"},
+        {false, 1, 100, 6, 1, "r03 r04 r05"},
+        {false, 0, 100, 7, 1, "r06"},
+        {false, 3, 0, 5, 3, "r02|r03|r04"},
+        {true, 2, 10, 3, 1, "r02|r01"},
+        {false, 2, 35, 3, 1, "r02|r01"},
         {false, 2, 10, 1, 2, "old full|old r00", {F, "old\r\n"}},
         {true, 2, 10, 1, 1, "old full|old r00", {F, "old\r\n"}},
         {true, 2, 10, 1, 1, "old full|r00", {F, F}, {{t + 1, 0}, {t, 0}}},
@@ -217,8 +234,9 @@ TEST(LogFile, RotationTable) {
             for (int n = 0; n < 2; ++n) {
                 const std::string old = file(n + 1);
                 const timespec times[2] = {row.mtime[n], row.mtime[n]};
-                EXPECT_TRUE(!*row.old[n] || (write_file(old, row.old[n]) &&
-                            (!times[0].tv_sec || !utimensat(AT_FDCWD, old.c_str(), times, 0))));
+                EXPECT_TRUE(!*row.old[n] ||
+                            (write_file(old, row.old[n]) &&
+                             (!times[0].tv_sec || !utimensat(AT_FDCWD, old.c_str(), times, 0))));
             }
             g_orv_log_ctrl->max_file_size = row.limit;
             for (int i = 0; i < row.entries; ++i) orv_log_info2(row.ext ? 1 : -1, "r%02d", i);

@@ -20,6 +20,7 @@ std::string self_path() {
 TEST(PathText, SplitTable) {
     const TextOp dir = orv_path2, name = orv_filename2, ext = orv_extname2;
     // expected null: refused.
+    // clang-format off
     struct Row { TextOp op; const char *path; int32_t size; const char *expected; } const rows[] = {
         {dir, "/usr/lib/x.so", 64, "/usr/lib"}, {dir, "/usr/lib///", 64, "/usr/lib"},
         {dir, "/usr//lib", 64, "/usr"}, {dir, "abc", 64, ""}, {dir, "/", 64, ""},
@@ -31,6 +32,7 @@ TEST(PathText, SplitTable) {
         {ext, "/a/b.tar.gz", 64, ".gz"}, {ext, "/a.d/b", 64, ".d/b"}, {ext, ".gz", 2, "."},
         {ext, "/a/b", 64, nullptr}, {ext, "/b.gz", INT32_MIN, nullptr}, {ext, nullptr, 64, nullptr},
     };
+    // clang-format on
     for (const Row &row : rows) {
         SCOPED_TRACE(testing::Message() << "row " << &row - rows << ": size " << row.size);
         Sentinel<64> buf;
@@ -63,6 +65,7 @@ TEST(PathMake, NestedExistingAndBlocked) {
     const mode_t mask = umask(022);
     ASSERT_TRUE(dir.ok() && orv_test::write_file(dir / "plain", ""));
     // made: a directory that must exist afterwards.
+    // clang-format off
     struct Row { std::string path; int expected; const char *made; } const rows[] = {
         {dir / "a//b/", 0, "a/b"}, {dir / "/p/q///r", 0, "p/q/r"}, {dir / "a/b", 0, "a/b"},
         {dir.path() + "/", 0, "a"}, {"/", 0, nullptr}, {"///", 0, nullptr}, {"", -1, nullptr},
@@ -70,6 +73,7 @@ TEST(PathMake, NestedExistingAndBlocked) {
         // Directories made before the failure stay.
         {dir / "kept/one/../../plain/x", -1, "kept/one"},
     };
+    // clang-format on
     for (const Row &row : rows) {
         EXPECT_EQ(orv_mkpath(row.path.c_str(), 0750), row.expected) << row.path;
         EXPECT_TRUE(row.made == nullptr || orv_test::exists(dir / row.made)) << row.path;
@@ -88,12 +92,14 @@ TEST(PathRoot, DerivedFromExecutableDirectory) {
     const std::string real = self_path();
     const std::string limit = "/" + std::string(250, 'd') + "/bin";  // 255: the field's limit
     // exe_dir "": no seam, the real executable; "-": unreadable.
+    // clang-format off
     struct Row { std::string exe_dir, root; const char *preset_dll; } const rows[] = {
         {tree / "bin", tree.path(), nullptr}, {tree / "top\\bin", tree / "top", nullptr},
         {limit, limit.substr(0, 251), nullptr}, {limit + "x", "", nullptr}, {"-", "", nullptr},
         {tree / "bin", tree.path(), "/opt/plugins"},
         {"", real.substr(0, real.rfind('/', real.rfind('/') - 1)), nullptr},
     };
+    // clang-format on
     for (const Row &row : rows) {
         const auto child = orv_test::run_in_child([&] {
             if (row.preset_dll != nullptr) orv_strncpy_safe(g_orv_dll_dir, row.preset_dll, 512);

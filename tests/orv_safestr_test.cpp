@@ -17,17 +17,21 @@ using Buf = orv_test::Sentinel<32>;
 int32_t vfmt(char *dest, int64_t size, const char *format, ...) {
     va_list args;
     va_start(args, format);
-    const int32_t result = size < 0 ? orv_vsprintf(dest, format, args)
-                                    : orv_vsnprintf(dest, static_cast<uint32_t>(size), format, args);
+    const int32_t result = size < 0
+                               ? orv_vsprintf(dest, format, args)
+                               : orv_vsnprintf(dest, static_cast<uint32_t>(size), format, args);
     va_end(args);
     return result;
 }
 
 // strncat_safe bounds the whole string, not the part it appends.
 TEST(Safestr, BoundedCopyAndAppend) {
+    // clang-format off
     struct Row { const char *src; int32_t n; const char *want; };  // want null: untouched
-    const Row rows[] = {{"abcdefgh", 5, "abcd"}, {"abcd", 5, "abcd"}, {"ab", 8, "ab"}, {"abc", 1, ""}, {"abc", 0, ""},
-        {"\xB0\xA1\xFF", 4, "\xB0\xA1\xFF"}, {"abc", -1, nullptr}, {"abc", INT32_MIN, nullptr}, {nullptr, 8, nullptr}};
+    const Row rows[] = {{"abcdefgh", 5, "abcd"}, {"abcd", 5, "abcd"}, {"ab", 8, "ab"},
+        {"abc", 1, ""}, {"abc", 0, ""}, {"\xB0\xA1\xFF", 4, "\xB0\xA1\xFF"}, {"abc", -1, nullptr},
+        {"abc", INT32_MIN, nullptr}, {nullptr, 8, nullptr}};
+    // clang-format on
     for (const Row &row : rows) {
         Buf buf;
         orv_strncpy_safe(buf, row.src, row.n);
@@ -39,9 +43,12 @@ TEST(Safestr, BoundedCopyAndAppend) {
         EXPECT_EQ(std::string(buf.bytes, filled), want + std::string(filled - want.size(), '\0'));
     }
     orv_strncpy_safe(nullptr, "abc", 8);  // must simply return
+    // clang-format off
     struct Cat { const char *dest, *src; uint32_t maxlen; int result; const char *want; };
-    const Cat cats[] = {{"abc", "x", 3, 0, "abc"}, {"abcd", "x", 3, 0, "abcd"}, {"", "abc", 0, 0, ""},
-        {"abc", "defgh", 5, 1, "abcde"}, {"abc", "d", 4, 1, "abcd"}, {"", "abc", 2, 1, "ab"}, {"abc", "de", 10, 1, "abcde"}};
+    const Cat cats[] = {{"abc", "x", 3, 0, "abc"}, {"abcd", "x", 3, 0, "abcd"},
+        {"", "abc", 0, 0, ""}, {"abc", "defgh", 5, 1, "abcde"}, {"abc", "d", 4, 1, "abcd"},
+        {"", "abc", 2, 1, "ab"}, {"abc", "de", 10, 1, "abcde"}};
+    // clang-format on
     for (const Cat &row : cats) {
         SCOPED_TRACE(testing::Message() << row.dest << " + " << row.src << " max " << row.maxlen);
         Buf buf;
@@ -54,14 +61,20 @@ TEST(Safestr, BoundedCopyAndAppend) {
 
 // Delimiters end tokens in place, a run gives no empty token, the cursor stays on the end.
 TEST(Safestr, StrtokSafeSplitsInPlaceAndStaysAtTheEnd) {
-    struct Row { std::string text; const char *delims; std::vector<size_t> starts; std::string after; };
-    const Row rows[] = {{",,a,,b,", ",", {2, 5}, ",,a\0,b\0"s}, {"ab cd", " ", {0, 3}, "ab\0cd"s}, {"", ",", {}, ""},
-        {" \tx\t \ty ", " \t", {2, 6}, " \tx\0 \ty\0"s}, {",;,", ",;", {}, ",;,"}, {"abc", ",", {0}, "abc"}};
+    // clang-format off
+    struct Row { std::string text; const char *delims; std::vector<size_t> starts;
+        std::string after; };
+    const Row rows[] = {{",,a,,b,", ",", {2, 5}, ",,a\0,b\0"s}, {"ab cd", " ", {0, 3}, "ab\0cd"s},
+        {"", ",", {}, ""}, {" \tx\t \ty ", " \t", {2, 6}, " \tx\0 \ty\0"s},
+        {",;,", ",;", {}, ",;,"}, {"abc", ",", {0}, "abc"}};
+    // clang-format on
     for (const Row &row : rows) {
         std::string text = row.text;
         char *cursor = text.data();
-        for (size_t start : row.starts) EXPECT_EQ(orv_strtok_safe(&cursor, row.delims), &text[start]) << row.text;
-        for (int call : {1, 2}) EXPECT_EQ(orv_strtok_safe(&cursor, row.delims), nullptr) << row.text << " end " << call;
+        for (size_t start : row.starts)
+            EXPECT_EQ(orv_strtok_safe(&cursor, row.delims), &text[start]) << row.text;
+        for (int call : {1, 2})
+            EXPECT_EQ(orv_strtok_safe(&cursor, row.delims), nullptr) << row.text << " end " << call;
         EXPECT_EQ(cursor, text.data() + text.size()) << row.text << ": cursor off the terminator";
         EXPECT_EQ(text, row.after) << row.text;
     }
@@ -69,36 +82,48 @@ TEST(Safestr, StrtokSafeSplitsInPlaceAndStaysAtTheEnd) {
 
 TEST(Safestr, StrlenSafeStopsAtMaxlenAndStrdupCopies) {
     const char unterminated[4] = {'a', 'b', 'c', 'd'};
-    struct Row { const char *s; uint32_t maxlen, want; };  // maxlen 0 reads nothing, not even a null
-    for (Row row : {Row{"abc", 10, 3}, Row{"abc", 3, 3}, Row{"abc", 2, 2}, Row{unterminated, 4, 4}, Row{nullptr, 0, 0}})
+    struct Row {
+        const char *s;
+        uint32_t maxlen, want;
+    };  // maxlen 0 reads nothing, not even a null
+    for (Row row : {Row{"abc", 10, 3}, Row{"abc", 3, 3}, Row{"abc", 2, 2}, Row{unterminated, 4, 4},
+                    Row{nullptr, 0, 0}})
         EXPECT_EQ(orv_strlen_safe(row.s, row.maxlen), row.want) << "maxlen " << row.maxlen;
     EXPECT_EQ(orv_strdup(nullptr), nullptr);
-    for (const char *text : {"", "\xD6\xD0\xCE\xC4 text"})  // releasing the copy proves it is a block of its own
-        EXPECT_STREQ((std::unique_ptr<char, void (*)(void *)>(orv_strdup(text), std::free).get()), text);
+    for (const char *text :
+         {"", "\xD6\xD0\xCE\xC4 text"})  // releasing the copy proves it is a block of its own
+        EXPECT_STREQ((std::unique_ptr<char, void (*)(void *)>(orv_strdup(text), std::free).get()),
+                     text);
 }
 
 // n of -1 stands for the unbounded orv_strcasecmp.
 TEST(Safestr, CaseInsensitiveCompareAndTableFoldOnlyAsciiLetters) {
+    // clang-format off
     struct Row { const char *a, *b; int64_t n; int32_t want; };
-    const Row rows[] = {{"HeLLo", "hEllO", -1, 0}, {"a", "B", -1, -1}, {"abc", "ab", -1, 99}, {"ab", "abc", -1, -99},
-        {"[", "Z", -1, 91 - 122}, {"@", "`", -1, 64 - 96}, {"\xC4", "\xE4", -1, 0xC4 - 0xE4}, {"\xFF", "", -1, 255},
-        {"", "\xFF", -1, -255}, {"abcX", "ABCy", 3, 0}, {"abcX", "ABCy", 4, 'x' - 'y'}, {"abc", "abd", 2, 0},
+    const Row rows[] = {{"HeLLo", "hEllO", -1, 0}, {"a", "B", -1, -1}, {"abc", "ab", -1, 99},
+        {"ab", "abc", -1, -99}, {"[", "Z", -1, 91 - 122}, {"@", "`", -1, 64 - 96},
+        {"\xC4", "\xE4", -1, 0xC4 - 0xE4}, {"\xFF", "", -1, 255}, {"", "\xFF", -1, -255},
+        {"abcX", "ABCy", 3, 0}, {"abcX", "ABCy", 4, 'x' - 'y'}, {"abc", "abd", 2, 0},
         {"abc", "ABC", 100, 0}, {"ab", "abc", 3, -99}, {"\xFF", "\x01", 1, 254}, {"x", "y", 0, 0},
         {"abc", "ABC", UINT32_MAX, 0}};
+    // clang-format on
     for (const Row &row : rows) {
         const int32_t got = row.n < 0 ? orv_strcasecmp(row.a, row.b)
                                       : orv_strncasecmp(row.a, row.b, static_cast<uint32_t>(row.n));
         EXPECT_EQ(got, row.want) << "'" << row.a << "' vs '" << row.b << "' n " << row.n;
     }
     EXPECT_EQ(orv_strncasecmp(nullptr, nullptr, 0), 0);  // n of 0 reads neither
-    for (unsigned i = 0; i < 256; ++i) EXPECT_EQ(orv::internal::orv_casefold_table[i], i >= 'A' && i <= 'Z' ? i + 32 : i) << i;
+    for (unsigned i = 0; i < 256; ++i)
+        EXPECT_EQ(orv::internal::orv_casefold_table[i], i >= 'A' && i <= 'Z' ? i + 32 : i) << i;
 }
 
 // Refusals store nothing; the unbounded form has no practical limit.
 TEST(Safestr, FormattingFitsCutsOrRefuses) {
+    // clang-format off
     struct Row { uint32_t size; const char *arg; int32_t result; const char *want; };
-    const Row rows[] = {{4, "abc", 3, "abc"}, {4, "abcd", -1, "abc"}, {4, "abcdefgh", -1, "abc"}, {1, "", 0, ""},
-                        {1, "x", -1, ""}, {16, "abc", 3, "abc"}};
+    const Row rows[] = {{4, "abc", 3, "abc"}, {4, "abcd", -1, "abc"}, {4, "abcdefgh", -1, "abc"},
+        {1, "", 0, ""}, {1, "x", -1, ""}, {16, "abc", 3, "abc"}};
+    // clang-format on
     for (const Row &row : rows) {
         SCOPED_TRACE(testing::Message() << row.arg << " size " << row.size);
         Buf buf;

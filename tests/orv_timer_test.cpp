@@ -48,7 +48,9 @@ int TasksBefore() {
     return count;
 }
 
-bool TasksBackTo(int tasks) { return wait_for([tasks] { return TaskCount() == tasks; }, 2000); }
+bool TasksBackTo(int tasks) {
+    return wait_for([tasks] { return TaskCount() == tasks; }, 2000);
+}
 
 // The list under the service lock, since workers may change it.
 int ListCount() {
@@ -92,8 +94,10 @@ struct ChildLog {
 };
 
 TEST(Timer, InitRefusalsLeaveNoServiceAndNeverHang) {
-    const int rows[][2] = {{0, 1},  {32, 1}, {31, 1},      {64, 1},     {SIGRTMAX, 1},
-                           {-1, 1}, {65, 1}, {INT_MAX, 1}, {kSigNo, 0}, {kSigNo, -3}};
+    // clang-format off
+    const int rows[][2] = {{0, 1}, {32, 1}, {31, 1}, {64, 1}, {SIGRTMAX, 1}, {-1, 1}, {65, 1},
+        {INT_MAX, 1}, {kSigNo, 0}, {kSigNo, -3}};
+    // clang-format on
     for (const auto &row : rows) {
         SCOPED_TRACE("signo " + std::to_string(row[0]) + ", threads " + std::to_string(row[1]));
         InChild([&] {
@@ -118,12 +122,14 @@ TEST(Timer, CreateRefusesOrArmsFromItsArguments) {
             int stored_first_ms;  // -1: refused
             long interval_s, interval_ns;
         };
+        // clang-format off
         const Row rows[] = {
-            {10, 0, Count, -1, 0, 0},          {10, -1, Count, -1, 0, 0},
-            {10, 10, nullptr, -1, 0, 0},       {60000, 1500, Count, 60000, 1, 500000000},
-            {60000, 1, Count, 60000, 0, 1000000}, {2500, 2000, Count, 2500, 2, 0},
-            {0, 60000, Count, 1000, 60, 0},    {-5, 200, Count, 1000, 0, 200000000},
+            {10, 0, Count, -1, 0, 0}, {10, -1, Count, -1, 0, 0}, {10, 10, nullptr, -1, 0, 0},
+            {60000, 1500, Count, 60000, 1, 500000000}, {60000, 1, Count, 60000, 0, 1000000},
+            {2500, 2000, Count, 2500, 2, 0}, {0, 60000, Count, 1000, 60, 0},
+            {-5, 200, Count, 1000, 0, 200000000},
         };
+        // clang-format on
         std::vector<orv_timer_t *> created;
         for (const Row &row : rows) {
             SCOPED_TRACE("first " + std::to_string(row.first_ms) + ", period " +
@@ -200,9 +206,9 @@ TEST(Timer, SlowCallbackRunsAloneAndLogsOverruns) {
             const char *line = lines.front().c_str();
             const char *one = "syslog(sys) : timer (%p) is called,overrun=%d%n";
             const char *many = "syslog(sys) : timer (%p) is called in %lu,overrun=%d,signo=%d%n";
-            const int fields = workers == 1 ? std::sscanf(line, one, &named, &overrun, &used)
-                                            : std::sscanf(line, many, &named, &self, &overrun,
-                                                          &signo, &used);
+            const int fields =
+                workers == 1 ? std::sscanf(line, one, &named, &overrun, &used)
+                             : std::sscanf(line, many, &named, &self, &overrun, &signo, &used);
             EXPECT_TRUE(fields == (workers == 1 ? 2 : 4) && line[used] == '\0') << line;
             EXPECT_TRUE(named == timer && overrun > 0) << line;
             EXPECT_EQ(signo, kSigNo) << line;
@@ -222,35 +228,38 @@ TEST(Timer, SlowCallbackRunsAloneAndLogsOverruns) {
 TEST(Timer, TeardownEndsEveryWorkerAndRestartStartsEmpty) {
     for (int signo : {kSigNo, SIGUSR2}) {
         SCOPED_TRACE("signo " + std::to_string(signo));
-        InChild([signo] {
-            const int tasks = TasksBefore(), timers = PosixTimers();
-            ASSERT_EQ(orv_timer_init(signo, 4), 1);
-            orv_timer_ctrl_t *first = g_timer_ctrl;
-            EXPECT_EQ(orv_timer_init(signo + 2, 3), 1);
-            EXPECT_TRUE(g_timer_ctrl == first && first->signo == signo && first->running == 4);
-            std::atomic<int> calls{0};
-            auto sleepy = [](void *arg) -> void * {
-                sleep_ms(5);
-                return Count(arg);
-            };
-            for (int i = 0; i < 8; ++i) ASSERT_NE(orv_timer_create(1, 1, sleepy, &calls), nullptr);
-            EXPECT_TRUE(wait_for([&] { return calls >= 20; }, 3000));
-            orv_timer_uninit();
-            EXPECT_EQ(g_timer_ctrl, nullptr);
-            EXPECT_TRUE(TasksBackTo(tasks)) << "not every worker was joined";
-            EXPECT_EQ(PosixTimers(), timers) << "a POSIX timer outlived its record";
-            const int after = calls;
-            sleep_ms(30);
-            EXPECT_EQ(calls, after) << "a callback ran after teardown";
-            orv_timer_free(nullptr);
-            orv_timer_uninit();
+        InChild(
+            [signo] {
+                const int tasks = TasksBefore(), timers = PosixTimers();
+                ASSERT_EQ(orv_timer_init(signo, 4), 1);
+                orv_timer_ctrl_t *first = g_timer_ctrl;
+                EXPECT_EQ(orv_timer_init(signo + 2, 3), 1);
+                EXPECT_TRUE(g_timer_ctrl == first && first->signo == signo && first->running == 4);
+                std::atomic<int> calls{0};
+                auto sleepy = [](void *arg) -> void * {
+                    sleep_ms(5);
+                    return Count(arg);
+                };
+                for (int i = 0; i < 8; ++i)
+                    ASSERT_NE(orv_timer_create(1, 1, sleepy, &calls), nullptr);
+                EXPECT_TRUE(wait_for([&] { return calls >= 20; }, 3000));
+                orv_timer_uninit();
+                EXPECT_EQ(g_timer_ctrl, nullptr);
+                EXPECT_TRUE(TasksBackTo(tasks)) << "not every worker was joined";
+                EXPECT_EQ(PosixTimers(), timers) << "a POSIX timer outlived its record";
+                const int after = calls;
+                sleep_ms(30);
+                EXPECT_EQ(calls, after) << "a callback ran after teardown";
+                orv_timer_free(nullptr);
+                orv_timer_uninit();
 
-            ASSERT_EQ(orv_timer_init(signo, 1), 1);
-            EXPECT_EQ(ListCount(), 0);
-            ASSERT_NE(orv_timer_create(5, 5, Count, &calls), nullptr);
-            EXPECT_TRUE(wait_for([&] { return calls >= after + 3; }, 2000));
-            orv_timer_uninit();
-        }, signo);
+                ASSERT_EQ(orv_timer_init(signo, 1), 1);
+                EXPECT_EQ(ListCount(), 0);
+                ASSERT_NE(orv_timer_create(5, 5, Count, &calls), nullptr);
+                EXPECT_TRUE(wait_for([&] { return calls >= after + 3; }, 2000));
+                orv_timer_uninit();
+            },
+            signo);
     }
 }
 
@@ -355,31 +364,35 @@ TEST(TimerSettings, ServiceStartsFromTheSettingsFile) {
         const char *ini;  // null: no file
         int signo, workers;
     };
-    const Row rows[] = {{nullptr, 50, 1},
-                        {"[ORVCOM]\nTimerSigNo=0\nTimerThreadNum=-1\n", 50, 1},
-                        {"[ORVCOM]\nTimerSigNo=40\nTimerThreadNum=3\n", 40, 3},
-                        {"[ORVCOM]\nTimerSigNo=64\n", 64, 0}};
+    // clang-format off
+    const Row rows[] = {{nullptr, 50, 1}, {"[ORVCOM]\nTimerSigNo=0\nTimerThreadNum=-1\n", 50, 1},
+        {"[ORVCOM]\nTimerSigNo=40\nTimerThreadNum=3\n", 40, 3}, {"[ORVCOM]\nTimerSigNo=64\n", 64, 0}
+    };
+    // clang-format on
     for (const Row &row : rows) {
         SCOPED_TRACE(row.ini != nullptr ? row.ini : "no file");
-        InChild([&row] {
-            ChildLog log;
-            if (row.ini != nullptr) {
-                ASSERT_TRUE(log.tree.write_ini(row.ini));
-            }
-            EXPECT_EQ(orv_timer_signo(), row.signo);
-            EXPECT_EQ(orv_timer_init_ini(), row.workers > 0 ? 1 : 0);
-            const std::string refusal =
-                "syslog(sys) : timer signal " + std::to_string(row.signo) + " cannot be used";
-            EXPECT_EQ(log.Lines(ORV_LOG_ERROR, refusal).size(), row.workers > 0 ? 0u : 1u);
-            if (row.workers == 0) {
-                EXPECT_EQ(g_timer_ctrl, nullptr);
-                return;
-            }
-            EXPECT_TRUE(g_timer_ctrl->signo == row.signo && g_timer_ctrl->running == row.workers);
-            ASSERT_TRUE(log.tree.write_ini("[ORVCOM]\nTimerSigNo=44\n"));
-            EXPECT_EQ(orv_timer_signo(), 44);
-            orv_timer_uninit();
-        }, row.signo);
+        InChild(
+            [&row] {
+                ChildLog log;
+                if (row.ini != nullptr) {
+                    ASSERT_TRUE(log.tree.write_ini(row.ini));
+                }
+                EXPECT_EQ(orv_timer_signo(), row.signo);
+                EXPECT_EQ(orv_timer_init_ini(), row.workers > 0 ? 1 : 0);
+                const std::string refusal =
+                    "syslog(sys) : timer signal " + std::to_string(row.signo) + " cannot be used";
+                EXPECT_EQ(log.Lines(ORV_LOG_ERROR, refusal).size(), row.workers > 0 ? 0u : 1u);
+                if (row.workers == 0) {
+                    EXPECT_EQ(g_timer_ctrl, nullptr);
+                    return;
+                }
+                EXPECT_TRUE(g_timer_ctrl->signo == row.signo &&
+                            g_timer_ctrl->running == row.workers);
+                ASSERT_TRUE(log.tree.write_ini("[ORVCOM]\nTimerSigNo=44\n"));
+                EXPECT_EQ(orv_timer_signo(), 44);
+                orv_timer_uninit();
+            },
+            row.signo);
     }
 }
 

@@ -147,8 +147,8 @@ struct Sentinel {
 // A record as one text, so a table row's mismatch shows every field.
 inline std::string Fields(const orv_datetime_t &d) {
     char text[96];
-    std::snprintf(text, sizeof text, "%d-%02d-%02d w%d %02d:%02d:%02d.%03d", d.year, d.month,
-                  d.day, d.weekday, d.hour, d.minute, d.second, d.millisecond);
+    std::snprintf(text, sizeof text, "%d-%02d-%02d w%d %02d:%02d:%02d.%03d", d.year, d.month, d.day,
+                  d.weekday, d.hour, d.minute, d.second, d.millisecond);
     return text;
 }
 inline std::string Fields(const orv_date_t &d, const orv_time_t &t) {

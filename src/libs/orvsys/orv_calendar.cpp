@@ -161,7 +161,7 @@ ORV_API void orv_get_timestamp_utc(orv_timestamp_t *out) { read_timestamp<Zone::
 // tm_isdst 0: the fields are always read as standard time.
 ORV_API int orv_datetime_to_time_t(const orv_datetime_t *dt, int32_t *out) {
     if (dt == nullptr || out == nullptr) return 0;
-    struct tm tm{};
+    struct tm tm {};
     tm.tm_year = dt->year - kTmYearBase;
     tm.tm_mon = dt->month - 1;
     tm.tm_mday = dt->day;
@@ -180,8 +180,8 @@ ORV_API int orv_date_to_time_t(const orv_date_t *date, int32_t *out) {
 
 ORV_API int orv_time_to_time_t(const orv_time_t *time, int32_t *out) {
     if (time == nullptr || out == nullptr) return 0;
-    const orv_datetime_t dt = {1970, 1, 1, 0, time->hour, time->minute, time->second,
-                               time->millisecond};
+    const orv_datetime_t dt = {
+        1970, 1, 1, 0, time->hour, time->minute, time->second, time->millisecond};
     return orv_datetime_to_time_t(&dt, out);
 }
 

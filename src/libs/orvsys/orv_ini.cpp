@@ -284,7 +284,8 @@ ORV_API int32_t orv_ini_get_long(const char *section, const char *key, int32_t d
     char text[kTypedValueSize];
     const int32_t length = orv_ini_get_string(section, key, "", text, sizeof text, filename);
     if (length == 0) return def;
-    const int base = length >= 2 && std::toupper(static_cast<unsigned char>(text[1])) == 'X' ? 16 : 10;
+    const int base =
+        length >= 2 && std::toupper(static_cast<unsigned char>(text[1])) == 'X' ? 16 : 10;
     return clamp_to_int32(std::strtol(text, nullptr, base));
 }
 
@@ -605,8 +606,7 @@ ORV_API int32_t orv_ini_put_string(const char *section, const char *key, const c
     ini_tempname(buffer, filename, kIniLineSize);
     unique_file output = open_stream(buffer, "wb");
     if (!output) return 0;
-    Rewrite rewrite(std::move(input), std::move(output), buffer,
-                    filename);
+    Rewrite rewrite(std::move(input), std::move(output), buffer, filename);
     return rewrite.run(section, key, value) ? rewrite.commit() : 0;
 }
 

@@ -49,7 +49,8 @@ constexpr LevelStyle kStyles[] = {
 };
 
 const LevelStyle &style_of(int32_t level) {
-    return level >= ORV_LOG_DEBUG && level <= ORV_LOG_ERROR ? kStyles[level] : kStyles[ORV_LOG_INFO];
+    return level >= ORV_LOG_DEBUG && level <= ORV_LOG_ERROR ? kStyles[level]
+                                                            : kStyles[ORV_LOG_INFO];
 }
 
 uint8_t save_flag(const orv_log_ctrl_t &ctrl, int32_t level) {
@@ -243,18 +244,18 @@ ORV_API void orv_log_uninit(void) {
     std::free(ctrl);
 }
 
-#define ORV_LOG_ENTRY_POINTS(plain, with_ext, level)                        \
-    ORV_API void plain(const char *format, ...) {                           \
-        va_list args;                                                       \
-        va_start(args, format);                                             \
-        log_entry(level, -1, format, args);                                 \
-        va_end(args);                                                       \
-    }                                                                       \
-    ORV_API void with_ext(int32_t ext, const char *format, ...) {           \
-        va_list args;                                                       \
-        va_start(args, format);                                             \
-        log_entry(level, ext, format, args);                                \
-        va_end(args);                                                       \
+#define ORV_LOG_ENTRY_POINTS(plain, with_ext, level)              \
+    ORV_API void plain(const char *format, ...) {                 \
+        va_list args;                                             \
+        va_start(args, format);                                   \
+        log_entry(level, -1, format, args);                       \
+        va_end(args);                                             \
+    }                                                             \
+    ORV_API void with_ext(int32_t ext, const char *format, ...) { \
+        va_list args;                                             \
+        va_start(args, format);                                   \
+        log_entry(level, ext, format, args);                      \
+        va_end(args);                                             \
     }
 
 ORV_LOG_ENTRY_POINTS(orv_log_debug, orv_log_debug2, ORV_LOG_DEBUG)

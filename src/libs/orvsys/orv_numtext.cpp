@@ -190,9 +190,7 @@ char *write_decimal_padded(uint32_t value, char *dest, int width) {
 
 extern "C" {
 
-ORV_API int orv_all_isspace(const char *s) {
-    return s != nullptr && all_blank(s) ? 1 : 0;
-}
+ORV_API int orv_all_isspace(const char *s) { return s != nullptr && all_blank(s) ? 1 : 0; }
 
 ORV_API int orv_ascii_to_long(const char *text, int32_t *out) {
     return read_signed<int32_t, INT32_MIN, INT32_MAX, OnFailure::Raw>(text, out);
@@ -272,8 +270,8 @@ ORV_API char *orv_ulong_to_ascii(uint32_t value, char *dest) { return to_ascii(v
 
 // The position is checked with >= so that a negative maxchars writes the
 // empty text, as 0 does, instead of running without a bound.
-ORV_API void orv_hex_to_ascii_str(char *dest, int32_t maxchars, const uint8_t *data,
-                                  uint32_t len, uint8_t compact) {
+ORV_API void orv_hex_to_ascii_str(char *dest, int32_t maxchars, const uint8_t *data, uint32_t len,
+                                  uint8_t compact) {
     int32_t pos = 0;
     for (uint32_t i = 0; i < len; ++i) {
         if (i != 0 && compact != 1) dest[pos++] = ' ';

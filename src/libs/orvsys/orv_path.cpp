@@ -205,8 +205,8 @@ bool root_path(char *dest, uint32_t size, const char *format, ...) {
     if (root_length < 0) return false;
     va_list args;
     va_start(args, format);
-    const int32_t rest = orv_vsnprintf(dest + root_length,
-                                       size - static_cast<uint32_t>(root_length), format, args);
+    const int32_t rest =
+        orv_vsnprintf(dest + root_length, size - static_cast<uint32_t>(root_length), format, args);
     va_end(args);
     return rest >= 0;
 }

@@ -39,7 +39,7 @@ int32_t format_into(char *dest, uint32_t size, bool bounded, const char *format,
     if (dest == nullptr || format == nullptr) return -1;
     // Size 0 leaves no room for even a terminator: fail without storing.
     if (size == 0) return -1;
-    // The unbounded size is meant to exceed INT_MAX; the C library handles it.
+        // The unbounded size is meant to exceed INT_MAX; the C library handles it.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-truncation"
     int written = std::vsnprintf(dest, size, format, args);

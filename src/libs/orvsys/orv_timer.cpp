@@ -172,7 +172,7 @@ struct timespec from_ms(int ms) {
 }
 
 void disarm(orv_timer_t *timer) {
-    const struct itimerspec stop{};
+    const struct itimerspec stop {};
     timer_settime(timer->timer_id, 0, &stop, nullptr);
 }
 
@@ -417,7 +417,7 @@ ORV_API orv_timer_t *orv_timer_create(int first_ms, int period_ms, orv_timer_cal
     timer->arg = arg;
     pthread_mutex_init(&timer->lock, nullptr);
 
-    struct sigevent event{};
+    struct sigevent event {};
     event.sigev_notify = SIGEV_SIGNAL;
     event.sigev_signo = ctrl->signo;
     event.sigev_value.sival_ptr = timer;
@@ -442,7 +442,7 @@ ORV_API orv_timer_t *orv_timer_create(int first_ms, int period_ms, orv_timer_cal
         release_record(timer);
         return nullptr;
     }
-    struct itimerspec schedule{};
+    struct itimerspec schedule {};
     schedule.it_interval = from_ms(period_ms);
     schedule.it_value = from_ms(first_ms);
     if (timer_settime(timer->timer_id, 0, &schedule, nullptr) != 0) {

@@ -47,10 +47,10 @@ enum { ORV_LOG_DEBUG = 0, ORV_LOG_INFO = 1, ORV_LOG_WARN = 2, ORV_LOG_ERROR = 3 
 
 /* One log record; every field is the reader's to read. */
 typedef struct orv_log_entry_t {
-    int32_t level;        /* 0 debug, 1 info, 2 warn, 3 error */
-    int32_t ext;          /* -1 from the plain calls; above 0: ext files */
-    orv_datetime_t time;  /* local time of the call */
-    char message[128];    /* at most 127 characters, terminated */
+    int32_t level;       /* 0 debug, 1 info, 2 warn, 3 error */
+    int32_t ext;         /* -1 from the plain calls; above 0: ext files */
+    orv_datetime_t time; /* local time of the call */
+    char message[128];   /* at most 127 characters, terminated */
 } orv_log_entry_t;
 
 /* The log's state, owned by the library. While the log runs a caller may
@@ -59,19 +59,19 @@ typedef struct orv_log_entry_t {
  * (the ring is read through orv_log_get). No field is the caller's to
  * write. */
 typedef struct orv_log_ctrl_t {
-    int32_t capacity;          /* always 256 */
-    orv_log_entry_t *entries;  /* the ring */
-    int32_t write_index;       /* slot of the next write */
-    pthread_mutex_t lock;      /* guards the ring write and both outputs */
-    char name[64];             /* forms the log file names */
-    int32_t file_index;        /* current numbered file, from 1 */
+    int32_t capacity;         /* always 256 */
+    orv_log_entry_t *entries; /* the ring */
+    int32_t write_index;      /* slot of the next write */
+    pthread_mutex_t lock;     /* guards the ring write and both outputs */
+    char name[64];            /* forms the log file names */
+    int32_t file_index;       /* current numbered file, from 1 */
     int32_t lang;
     uint8_t save_error;
     uint8_t save_warn;
     uint8_t save_debug;
     uint8_t save_info;
     int32_t max_file_count;
-    int64_t max_file_size;     /* bytes */
+    int64_t max_file_size; /* bytes */
 } orv_log_ctrl_t;
 
 /* The log, or null while it is not initialised. */

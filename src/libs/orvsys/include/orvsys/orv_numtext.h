@@ -56,24 +56,24 @@ ORV_API int orv_ascii_to_double(const char *text, double *out);
 
 /* Writers: plain decimal, no leading zeros, no "+", no grouping. Each
  * returns dest. Room needed in dest, terminator included: */
-ORV_API char *orv_int8_to_ascii(int8_t value, char *dest);       /* 5  */
-ORV_API char *orv_uint8_to_ascii(uint8_t value, char *dest);     /* 4  */
-ORV_API char *orv_int16_to_ascii(int16_t value, char *dest);     /* 7  */
-ORV_API char *orv_uint16_to_ascii(uint16_t value, char *dest);   /* 6  */
-ORV_API char *orv_int32_to_ascii(int32_t value, char *dest);     /* 12 */
-ORV_API char *orv_int_to_ascii(int32_t value, char *dest);       /* 12 */
-ORV_API char *orv_long_to_ascii(int32_t value, char *dest);      /* 12 */
-ORV_API char *orv_uint32_to_ascii(uint32_t value, char *dest);   /* 11 */
-ORV_API char *orv_uint_to_ascii(uint32_t value, char *dest);     /* 11 */
-ORV_API char *orv_ulong_to_ascii(uint32_t value, char *dest);    /* 11 */
+ORV_API char *orv_int8_to_ascii(int8_t value, char *dest);     /* 5  */
+ORV_API char *orv_uint8_to_ascii(uint8_t value, char *dest);   /* 4  */
+ORV_API char *orv_int16_to_ascii(int16_t value, char *dest);   /* 7  */
+ORV_API char *orv_uint16_to_ascii(uint16_t value, char *dest); /* 6  */
+ORV_API char *orv_int32_to_ascii(int32_t value, char *dest);   /* 12 */
+ORV_API char *orv_int_to_ascii(int32_t value, char *dest);     /* 12 */
+ORV_API char *orv_long_to_ascii(int32_t value, char *dest);    /* 12 */
+ORV_API char *orv_uint32_to_ascii(uint32_t value, char *dest); /* 11 */
+ORV_API char *orv_uint_to_ascii(uint32_t value, char *dest);   /* 11 */
+ORV_API char *orv_ulong_to_ascii(uint32_t value, char *dest);  /* 11 */
 
 /* Writes len bytes of data as upper-case hex, high digit first, digits run
  * together when compact is 1 and one blank between bytes otherwise. At most
  * maxchars characters are stored before the terminator, so dest needs
  * maxchars+1 bytes (1 at the least); the text may end inside a byte or on a
  * separating blank. All pointers must be valid. */
-ORV_API void orv_hex_to_ascii_str(char *dest, int32_t maxchars, const uint8_t *data,
-                                  uint32_t len, uint8_t compact);
+ORV_API void orv_hex_to_ascii_str(char *dest, int32_t maxchars, const uint8_t *data, uint32_t len,
+                                  uint8_t compact);
 
 /* Reads hex text (either case, blanks anywhere, even inside a byte) into at
  * most capacity bytes of dest. *count is the number of whole bytes stored.

@@ -61,25 +61,25 @@ typedef void *(*orv_timer_callback_t)(void *arg);
  * timer; every other field is private, and no field is the caller's to
  * write. */
 typedef struct orv_timer_t {
-    orv_list_node_t node;           /* links on the service's list */
-    int32_t first_ms;               /* delay of the first tick */
-    int32_t period_ms;              /* distance of the following ticks */
-    orv_timer_callback_t callback;  /* what a tick runs; result ignored */
-    void *arg;                      /* the callback's argument, the caller's */
-    timer_t timer_id;               /* the POSIX timer */
-    pthread_mutex_t lock;           /* held by the worker running the callback */
+    orv_list_node_t node;          /* links on the service's list */
+    int32_t first_ms;              /* delay of the first tick */
+    int32_t period_ms;             /* distance of the following ticks */
+    orv_timer_callback_t callback; /* what a tick runs; result ignored */
+    void *arg;                     /* the callback's argument, the caller's */
+    timer_t timer_id;              /* the POSIX timer */
+    pthread_mutex_t lock;          /* held by the worker running the callback */
 } orv_timer_t;
 
 /* The service, owned by the library. While it runs a caller may read
  * signo, thread_num and running; the other fields are private and no field
  * is the caller's to write. */
 typedef struct orv_timer_ctrl_t {
-    orv_list_t timers;      /* all timers; must come first */
-    int32_t signo;          /* the timer signal; signo + 1 is the exit signal */
-    pthread_mutex_t lock;   /* guards timers */
-    pthread_t *threads;     /* the started workers */
-    int32_t thread_num;     /* workers asked for */
-    int32_t running;        /* workers started */
+    orv_list_t timers;    /* all timers; must come first */
+    int32_t signo;        /* the timer signal; signo + 1 is the exit signal */
+    pthread_mutex_t lock; /* guards timers */
+    pthread_t *threads;   /* the started workers */
+    int32_t thread_num;   /* workers asked for */
+    int32_t running;      /* workers started */
 } orv_timer_ctrl_t;
 
 /* The service, or null while it does not run. */

@@ -54,13 +54,13 @@ enum {
 typedef struct orv_variant_t {
     int8_t type;
     union {
-        uint8_t as_bool;       /* BOOL: 0 false, anything else true */
-        int32_t as_int32;      /* INT8..INT32, UINT8..UINT32 */
-        int64_t as_int64;      /* INT64, UINT64 */
-        float as_float;        /* FLOAT */
-        double as_double;      /* DOUBLE */
+        uint8_t as_bool;              /* BOOL: 0 false, anything else true */
+        int32_t as_int32;             /* INT8..INT32, UINT8..UINT32 */
+        int64_t as_int64;             /* INT64, UINT64 */
+        float as_float;               /* FLOAT */
+        double as_double;             /* DOUBLE */
         orv_timestamp_t as_timestamp; /* DATE, TIME, DATETIME, TIMESTAMP */
-        ORV_EXTENSION struct { /* STRING, TEXT, BINARY */
+        ORV_EXTENSION struct {        /* STRING, TEXT, BINARY */
             void *data;
             uint16_t len;
             uint16_t cap;
