@@ -44,15 +44,15 @@ typedef struct orv_datetime_text_t {
     int32_t hour;
     int32_t minute;
     int32_t second;
-    int32_t msec;        /* the fraction to 3 digits */
-    int32_t usec;        /* the fraction to 6 digits */
-    int32_t nsec;        /* the fraction to 9 digits */
+    int32_t msec; /* the fraction to 3 digits */
+    int32_t usec; /* the fraction to 6 digits */
+    int32_t nsec; /* the fraction to 9 digits */
     int32_t zone_hour;
     int32_t zone_minute;
-    char zone_sign;      /* 'Z', '+', '-', or 0 without a designator */
-    int32_t has_date;    /* 1 once the date fields are stored */
-    int32_t has_time;    /* 1 once the time fields are stored */
-    const char *tail;    /* the "(" that stopped the scan, or null */
+    char zone_sign;   /* 'Z', '+', '-', or 0 without a designator */
+    int32_t has_date; /* 1 once the date fields are stored */
+    int32_t has_time; /* 1 once the time fields are stored */
+    const char *tail; /* the "(" that stopped the scan, or null */
 } orv_datetime_text_t;
 
 /* Parse a date (weekday 0) / a time / both. 1 on success; 0 on failure or
