@@ -15,11 +15,14 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <thread>
 
@@ -59,20 +62,15 @@ bool wait_for(Done done, long bound_ms) {
 
 // The whole file, or "<no file>" when it cannot be read.
 inline std::string read_file(const std::string &path) {
-    FILE *f = std::fopen(path.c_str(), "rb");
-    if (f == nullptr) return "<no file>";
-    std::string text;
-    char block[4096];
-    for (size_t n; (n = std::fread(block, 1, sizeof block, f)) > 0;) text.append(block, n);
-    std::fclose(f);
-    return text;
+    std::ifstream in(path, std::ios::binary);
+    return in ? std::string(std::istreambuf_iterator<char>(in), {}) : "<no file>";
 }
 
 inline bool write_file(const std::string &path, const std::string &text) {
-    FILE *f = std::fopen(path.c_str(), "wb");
-    if (f == nullptr) return false;
-    const bool ok = std::fwrite(text.data(), 1, text.size(), f) == text.size();
-    return std::fclose(f) == 0 && ok;
+    std::ofstream out(path, std::ios::binary);
+    out.write(text.data(), static_cast<std::streamsize>(text.size()));
+    out.close();
+    return !out.fail();
 }
 
 inline bool exists(const std::string &path) { return access(path.c_str(), F_OK) == 0; }
@@ -136,10 +134,7 @@ struct Sentinel {
     Sentinel() { std::memset(bytes, Fill, N); }
     // No byte at or after from was written.
     bool untouched(size_t from = 0) const {
-        for (size_t i = from; i < N; ++i) {
-            if (bytes[i] != Fill) return false;
-        }
-        return true;
+        return std::all_of(bytes + std::min(from, N), bytes + N, [](char c) { return c == Fill; });
     }
     operator char *() { return bytes; }
 };
