@@ -374,10 +374,9 @@ int cache_flush(char *buffer, int32_t *pending, FILE *input, FILE *output, fpos_
 // known to have reached it; otherwise the temporary file goes and the old
 // file stays. If the final rename fails, the new content is kept under the
 // temporary name rather than removed with the old file already gone.
-int close_and_rename(FILE *input, FILE *output, const char *filename, char *buffer) {
-    std::fclose(input);
-    bool written = std::ferror(output) == 0;
-    if (std::fclose(output) != 0) written = false;
+int close_and_rename(unique_file input, unique_file output, const char *filename, char *buffer) {
+    input.reset();
+    const bool written = std::ferror(output.get()) == 0 && output.close();
     ini_tempname(buffer, filename, kIniLineSize);
     if (!written || std::remove(filename) != 0) {
         std::remove(buffer);
@@ -449,7 +448,7 @@ class Rewrite {
 
     // Puts the temporary file in the file's place: 1 on success.
     int32_t commit() {
-        return close_and_rename(input_.release(), output_.release(), filename_, buffer_);
+        return close_and_rename(std::move(input_), std::move(output_), filename_, buffer_);
     }
 
   private:
