@@ -25,10 +25,11 @@ std::string Fields(const orv_datetime_text_t &r, const char *text) {
     return out;
 }
 
-orv_datetime_text_t Filled() {
-    orv_datetime_text_t result;
-    std::memcpy(&result, orv_test::Sentinel<sizeof result>().bytes, sizeof result);
-    return result;
+template <class Record>
+Record Filled() {
+    Record record;
+    std::memcpy(&record, orv_test::Sentinel<sizeof record>().bytes, sizeof record);
+    return record;
 }
 
 // Date orders: any; month first (1 and the values that act as it); day; year.
@@ -40,6 +41,7 @@ const Orders kFirstOrYear = {1, 3, 0, 7}, kFirstOrDay = {1, 2, 0, 7};
 // refused) and both, which pass where both pass; a refusal leaves the record alone. A four-digit
 // token is the year, a month name the month; the order settles the rest. A zone is never applied.
 TEST(Datetext, PublicReads) {
+    // clang-format off
     struct Row { const char *text;
                  struct { int32_t year = 0, month = 0, day = 0; } date = {};
                  struct { int32_t hour = -1, minute = 0, second = 0, millisecond = 0; } time = {};
@@ -88,11 +90,13 @@ TEST(Datetext, PublicReads) {
         {"12:30:45.1234567890"}, {"2020-01-02 12", {2020, 1, 2}},
         {"2020-01-02 0012 30", {2020, 1, 2}}, {"2020-01-02 24:00", {2020, 1, 2}},
     };
+    // clang-format on
     const orv_datetime_t none{-7, -7, -7, -7, -7, -7, -7, -7};
     for (const Row &row : rows) {
         const bool date_ok = row.date.year != 0, time_ok = row.time.hour >= 0;
-        const orv_datetime_t want{row.date.year, row.date.month, row.date.day, 0, row.time.hour,
-                                  row.time.minute, row.time.second, row.time.millisecond};
+        const orv_datetime_t want{
+            row.date.year, row.date.month,  row.date.day,    0,
+            row.time.hour, row.time.minute, row.time.second, row.time.millisecond};
         for (int order : row.orders) {
             SCOPED_TRACE(testing::Message() << (row.text ? row.text : "null") << " @" << order);
             orv_date_t date = DateOf(none);
@@ -107,8 +111,8 @@ TEST(Datetext, PublicReads) {
             EXPECT_EQ(Fields(both), Fields(date_ok && time_ok ? want : none));
         }
     }
-    EXPECT_EQ(orv_string_to_date("2020-01-02", 1, nullptr) + orv_string_to_time("12:30", nullptr) +
-                  orv_string_to_datetime("2020-01-02 12:30", 1, nullptr), 0);
+    EXPECT_EQ(0, orv_string_to_date("1-2-3", 1, nullptr) + orv_string_to_time("12:30", nullptr) +
+                     orv_string_to_datetime("1-2-3 12:30", 1, nullptr));
     EXPECT_EQ(getDateOrder(), 1);
 }
 
@@ -121,6 +125,7 @@ int Parse(char part, const char *text, orv_datetime_text_t *result) {
                          : orv::internal::parseDateTimeText(text, 1, result);
 }
 TEST(Datetext, Drivers) {
+    // clang-format off
     const struct { const char *text; char part; const char *want; } rows[] = {
         {"12:30:45.0000005z", 't', "0-0-0 12:30:45.0/0/500 Z0:0 01 @-1"},
         {"1:02:03.25PM", 't', "0-0-0 1:2:3.250/250000/250000000 _0:0 01 @-1"},
@@ -130,30 +135,32 @@ TEST(Datetext, Drivers) {
         {"2020-01-02 (remark) 12:30", 'd', "2020-1-2 0:0:0.0/0/0 _0:0 10 @11"},
         {"2020-01-02T12:30:45.5Z(UTC)", 'b', "2020-1-2 12:30:45.500/500000/500000000 Z0:0 11 @22"},
     };
+    // clang-format on
     for (const auto &row : rows) {
-        orv_datetime_text_t result = Filled();
+        auto result = Filled<orv_datetime_text_t>();
         EXPECT_EQ(Parse(row.part, row.text, &result), 0) << row.text;
         EXPECT_EQ(Fields(result, row.text), row.want) << row.text;
     }
-    orv_datetime_text_t r = Filled();
-    EXPECT_EQ(Parse('d', nullptr, &r) + Parse('t', nullptr, &r) + Parse('b', nullptr, &r) +
-                  Parse('d', "2020-01-02", nullptr) + Parse('t', "12:30", nullptr) +
-                  Parse('b', "2020-01-02 12:30", nullptr), 6);
+    auto r = Filled<orv_datetime_text_t>();
+    EXPECT_EQ(6, Parse('d', nullptr, &r) + Parse('t', nullptr, &r) + Parse('b', nullptr, &r) +
+                     Parse('d', "2020-01-02", nullptr) + Parse('t', "12:30", nullptr) +
+                     Parse('b', "2020-01-02 12:30", nullptr));
     // The store operations refuse null tokens, after clearing their own fields.
-    EXPECT_EQ(storeDateValue(nullptr, 1, &r) + storeTimeValue(nullptr, &r) +
-                  storeDateValue(nullptr, 1, nullptr) + storeTimeValue(nullptr, nullptr), 4);
+    EXPECT_EQ(4, storeDateValue(nullptr, 1, &r) + storeTimeValue(nullptr, &r) +
+                     storeDateValue(nullptr, 1, nullptr) + storeTimeValue(nullptr, nullptr));
 }
 
 // The scanner and the store operations as a caller drives them: a token is reset first; its text
 // copies the digits, or the month name over them; ten digits fail at once, wrapped.
 TEST(Datetext, CallerTokens) {
+    // clang-format off
     const struct { const char *text; char prev; const char *want; } rows[] = {
         {" 2020-", ' ', "4 2020 10000 - 2020 @6"}, {"12jan/", ' ', "9 1 100 - JAN @6"},
         {"123456789Z", '.', "8 123456789 1000000000 Z 123456789 @10"}, {" ", ' ', "0 0 1    @-1"},
         {"9999999999", ' ', "10 1410065407 1410065408   9999999999 @-1"}};
+    // clang-format on
     for (const auto &row : rows) {
-        orv_date_token_t t;
-        std::memcpy(&t, orv_test::Sentinel<sizeof t>().bytes, sizeof t);
+        auto t = Filled<orv_date_token_t>();
         const char *next = nextDateToken(row.text, row.prev, &t);
         char got[80];
         std::snprintf(got, sizeof got, "%d %d %d %c %s @%d", t.digits, t.value, t.scale, t.delim,
