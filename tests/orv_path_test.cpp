@@ -3,6 +3,8 @@
 // nothing past the size it was given. The root is fixed once per process: forked children.
 #include "orvsys/orv_path.h"
 
+#include <filesystem>
+
 #include "orvsys/orv_safestr.h"
 #include "support/orv_test.h"
 
@@ -11,11 +13,7 @@ namespace {
 using orv_test::Sentinel;
 using TextOp = char *(*)(const char *path, char *buf, int32_t size);
 
-std::string self_path() {
-    char path[PATH_MAX];
-    const ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
-    return std::string(path, n > 0 ? static_cast<size_t>(n) : 0);
-}
+std::string self_path() { return std::filesystem::read_symlink("/proc/self/exe"); }
 
 TEST(PathText, SplitTable) {
     const TextOp dir = orv_path2, name = orv_filename2, ext = orv_extname2;
@@ -71,8 +69,7 @@ TEST(PathMake, NestedExistingAndBlocked) {
         {dir.path() + "/", 0, "a"}, {"/", 0, nullptr}, {"///", 0, nullptr}, {"", -1, nullptr},
         {dir / "plain", -1, nullptr}, {dir / "plain/", -1, nullptr},
         // Directories made before the failure stay.
-        {dir / "kept/one/../../plain/x", -1, "kept/one"},
-    };
+        {dir / "kept/one/../../plain/x", -1, "kept/one"}};
     // clang-format on
     for (const Row &row : rows) {
         EXPECT_EQ(orv_mkpath(row.path.c_str(), 0750), row.expected) << row.path;
@@ -97,8 +94,7 @@ TEST(PathRoot, DerivedFromExecutableDirectory) {
         {tree / "bin", tree.path(), nullptr}, {tree / "top\\bin", tree / "top", nullptr},
         {limit, limit.substr(0, 251), nullptr}, {limit + "x", "", nullptr}, {"-", "", nullptr},
         {tree / "bin", tree.path(), "/opt/plugins"},
-        {"", real.substr(0, real.rfind('/', real.rfind('/') - 1)), nullptr},
-    };
+        {"", real.substr(0, real.rfind('/', real.rfind('/') - 1)), nullptr}};
     // clang-format on
     for (const Row &row : rows) {
         const auto child = orv_test::run_in_child([&] {
