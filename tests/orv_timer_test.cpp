@@ -4,12 +4,11 @@
 // under ASan its leak check catches a record that teardown forgot.
 #include "orvsys/orv_timer.h"
 
-#include <dirent.h>
-
 #include <atomic>
 #include <climits>
 #include <vector>
 
+#include "internal/raii.h"
 #include "orvsys/orv_log.h"
 #include "support/orv_test.h"  // also threads, signals, strings
 
@@ -20,7 +19,7 @@ using namespace orv_test;
 constexpr int kSigNo = 50;
 
 template <class Body>
-void InChild(Body body, int signo = kSigNo) {
+void InChild(int signo, Body body) {
     ChildResult r = run_in_child(body, 20, signo);
     EXPECT_TRUE(r.ok()) << r;
 }
@@ -29,35 +28,20 @@ void InChild(Body body, int signo = kSigNo) {
 // helper at the first thread, and under an emulator a joined thread stays
 // listed a while.
 int TaskCount() {
-    DIR *dir = opendir("/proc/self/task");
-    int count = 0;
-    while (struct dirent *entry = readdir(dir)) count += entry->d_name[0] != '.';
-    closedir(dir);
-    return count;
+    const std::string status = read_file("/proc/self/status");
+    return std::atoi(status.c_str() + status.find("Threads:") + 8);
 }
 
 int TasksBefore() {
     std::thread([] {}).join();
-    int count = -1;
-    auto steady = [&count] {
-        const int was = count;
-        sleep_ms(20);
-        return (count = TaskCount()) == was;
-    };
-    wait_for(steady, 3000);
+    int count = -1, was = 0;  // steady once two reads 20 ms apart agree
+    wait_for([&] { return was = count, sleep_ms(20), (count = TaskCount()) == was; }, 3000);
     return count;
 }
 
-bool TasksBackTo(int tasks) {
-    return wait_for([tasks] { return TaskCount() == tasks; }, 2000);
-}
-
-// The list under the service lock, since workers may change it.
-int ListCount() {
-    pthread_mutex_lock(&g_timer_ctrl->lock);
-    const int count = orv_list_count(&g_timer_ctrl->timers);
-    pthread_mutex_unlock(&g_timer_ctrl->lock);
-    return count;
+int ListCount() {  // under the service lock, since workers may change the list
+    orv::internal::mutex_guard lock(&g_timer_ctrl->lock);
+    return orv_list_count(&g_timer_ctrl->timers);
 }
 
 void *Count(void *arg) { return ++*static_cast<std::atomic<int> *>(arg), nullptr; }
@@ -73,7 +57,7 @@ int PosixTimers() {  // the process's POSIX timers as the kernel lists them; 0 w
 struct ChildLog {
     Tree tree;
     int32_t cursor = 0;
-    std::vector<orv_log_entry_t> seen;
+    std::vector<std::pair<int, std::string>> seen;  // level and message
     ChildLog() {
         tree.use();
         EXPECT_EQ(orv_log_init("timer"), 1);
@@ -82,77 +66,57 @@ struct ChildLog {
     ~ChildLog() { orv_log_uninit(); }
     // Every message so far of the level that starts with prefix.
     std::vector<std::string> Lines(int level, const std::string &prefix) {
-        while (orv_log_entry_t *entry = orv_log_get(&cursor)) seen.push_back(*entry);
+        while (orv_log_entry_t *e = orv_log_get(&cursor)) seen.emplace_back(e->level, e->message);
         std::vector<std::string> lines;
-        for (const orv_log_entry_t &e : seen) {
-            if (e.level == level && std::string(e.message).rfind(prefix, 0) == 0) {
-                lines.push_back(e.message);
-            }
-        }
+        for (const auto &[at, text] : seen)
+            if (at == level && text.starts_with(prefix)) lines.push_back(text);
         return lines;
     }
 };
 
 TEST(Timer, InitRefusalsLeaveNoServiceAndNeverHang) {
-    // clang-format off
-    const int rows[][2] = {{0, 1}, {32, 1}, {31, 1}, {64, 1}, {SIGRTMAX, 1}, {-1, 1}, {65, 1},
-        {INT_MAX, 1}, {kSigNo, 0}, {kSigNo, -3}};
-    // clang-format on
-    for (const auto &row : rows) {
-        SCOPED_TRACE("signo " + std::to_string(row[0]) + ", threads " + std::to_string(row[1]));
-        InChild([&] {
-            const int tasks = TasksBefore();
-            EXPECT_EQ(orv_timer_init(row[0], row[1]), 0);
-            EXPECT_EQ(g_timer_ctrl, nullptr);
-            EXPECT_EQ(TaskCount(), tasks);
-            orv_timer_uninit();
-        });
-    }
+    InChild(kSigNo, [] {
+        const int tasks = TasksBefore();
+        // clang-format off
+        const int rows[][2] = {{0, 1}, {32, 1}, {31, 1}, {64, 1}, {SIGRTMAX, 1}, {-1, 1}, {65, 1},
+            {INT_MAX, 1}, {kSigNo, 0}, {kSigNo, -3}};
+        // clang-format on
+        for (const auto &row : rows) {
+            EXPECT_TRUE(orv_timer_init(row[0], row[1]) == 0 && g_timer_ctrl == nullptr &&
+                        TaskCount() == tasks)
+                << row[0] << ", " << row[1];
+        }
+        orv_timer_uninit();
+    });
 }
 
 TEST(Timer, CreateRefusesOrArmsFromItsArguments) {
-    InChild([] {
+    InChild(kSigNo, [] {
         std::atomic<int> calls{0};
         EXPECT_EQ(orv_timer_create(10, 10, Count, &calls), nullptr) << "without a service";
         ASSERT_EQ(orv_timer_init(kSigNo, 1), 1);
         orv_timer_free(reinterpret_cast<orv_timer_t *>(&calls));  // not a timer: nothing happens
-        struct Row {
-            int first_ms, period_ms;
-            orv_timer_callback_t callback;
-            int stored_first_ms;  // -1: refused
-            long interval_s, interval_ns;
-        };
         // clang-format off
-        const Row rows[] = {
-            {10, 0, Count, -1, 0, 0}, {10, -1, Count, -1, 0, 0}, {10, 10, nullptr, -1, 0, 0},
-            {60000, 1500, Count, 60000, 1, 500000000}, {60000, 1, Count, 60000, 0, 1000000},
-            {2500, 2000, Count, 2500, 2, 0}, {0, 60000, Count, 1000, 60, 0},
-            {-5, 200, Count, 1000, 0, 200000000},
-        };
+        struct Row { int first, period; orv_timer_callback_t callback; int stored; long s, ns; };
+        const Row rows[] = {{10, 0, Count, -1, 0, 0}, {10, -1, Count, -1, 0, 0},  // -1: refused
+            {10, 10, nullptr, -1, 0, 0}, {60000, 1500, Count, 60000, 1, 500000000},
+            {60000, 1, Count, 60000, 0, 1000000}, {2500, 2000, Count, 2500, 2, 0},
+            {0, 60000, Count, 1000, 60, 0}, {-5, 200, Count, 1000, 0, 200000000}};
         // clang-format on
-        std::vector<orv_timer_t *> created;
         for (const Row &row : rows) {
-            SCOPED_TRACE("first " + std::to_string(row.first_ms) + ", period " +
-                         std::to_string(row.period_ms));
-            orv_timer_t *timer =
-                orv_timer_create(row.first_ms, row.period_ms, row.callback, &calls);
-            if (row.stored_first_ms < 0) {
-                EXPECT_EQ(timer, nullptr);
-                continue;
-            }
-            ASSERT_NE(timer, nullptr);
-            created.push_back(timer);
-            EXPECT_EQ(timer->first_ms, row.stored_first_ms);
-            EXPECT_EQ(timer->period_ms, row.period_ms);
+            SCOPED_TRACE(std::to_string(row.first) + " " + std::to_string(row.period));
+            orv_timer_t *timer = orv_timer_create(row.first, row.period, row.callback, &calls);
+            ASSERT_EQ(timer != nullptr, row.stored >= 0);
+            if (timer == nullptr) continue;
             struct itimerspec armed;
             ASSERT_EQ(timer_gettime(timer->timer_id, &armed), 0);
-            EXPECT_EQ(armed.it_interval.tv_sec, row.interval_s);
-            EXPECT_EQ(armed.it_interval.tv_nsec, row.interval_ns);
+            EXPECT_EQ(std::make_tuple(timer->first_ms, timer->period_ms, armed.it_interval.tv_sec,
+                                      armed.it_interval.tv_nsec),
+                      std::make_tuple(row.stored, row.period, row.s, row.ns));
             const long left_ms = armed.it_value.tv_sec * 1000 + armed.it_value.tv_nsec / 1000000;
-            EXPECT_LE(left_ms, row.stored_first_ms);
-            EXPECT_GE(left_ms, row.stored_first_ms - scaled_ms(100));
+            EXPECT_TRUE(left_ms <= row.stored && left_ms >= row.stored - scaled_ms(100)) << left_ms;
+            orv_timer_free(timer);
         }
-        for (orv_timer_t *timer : created) orv_timer_free(timer);
         EXPECT_TRUE(ListCount() == 0 && calls == 0);
         orv_timer_uninit();
     });
@@ -164,16 +128,14 @@ TEST(Timer, CreateRefusesOrArmsFromItsArguments) {
 // the slow timer's signals pile up instead of being taken and dropped.
 struct Probe {
     std::atomic<orv_timer_t *> timer{nullptr};  // set while ticks may run
-    std::atomic<int> inside{0}, most{0}, calls{0}, finished{0};
+    std::atomic<int> inside{0}, overlaps{0}, calls{0}, finished{0};
     long first_sleep_ms = 100;
     bool free_own = false;
 };
 
 void *ProbeTick(void *arg) {
     auto *p = static_cast<Probe *>(arg);
-    const int now = ++p->inside;
-    for (int most = p->most; now > most && !p->most.compare_exchange_weak(most, now);) {
-    }
+    if (++p->inside > 1) ++p->overlaps;
     if (p->free_own) orv_timer_free(p->timer);
     sleep_ms(p->calls++ == 0 ? p->first_sleep_ms : 10);
     ++p->finished;
@@ -184,19 +146,16 @@ void *ProbeTick(void *arg) {
 TEST(Timer, SlowCallbackRunsAloneAndLogsOverruns) {
     for (int workers : {1, 2}) {
         SCOPED_TRACE(std::to_string(workers) + " workers");
-        InChild([workers] {
+        InChild(kSigNo, [workers] {
             ChildLog log;
             ASSERT_EQ(orv_timer_init(kSigNo, workers), 1);
-            Probe blocker, slow;
-            blocker.first_sleep_ms = 150;
-            if (workers > 1) {
-                ASSERT_NE(orv_timer_create(1, 60000, ProbeTick, &blocker), nullptr);
-            }
+            Probe blocker{.first_sleep_ms = 150}, slow;
+            ASSERT_TRUE(workers == 1 || orv_timer_create(1, 60000, ProbeTick, &blocker) != nullptr);
             orv_timer_t *timer = orv_timer_create(5, 5, ProbeTick, &slow);
             ASSERT_NE(timer, nullptr);
             EXPECT_TRUE(wait_for([&] { return slow.calls >= 8; }, 3000));
             orv_timer_free(timer);
-            EXPECT_EQ(slow.most, 1);
+            EXPECT_EQ(slow.overlaps, 0);
 
             std::vector<std::string> lines = log.Lines(ORV_LOG_ERROR, "syslog(sys) : timer (");
             ASSERT_FALSE(lines.empty()) << "no overrun line";
@@ -209,9 +168,9 @@ TEST(Timer, SlowCallbackRunsAloneAndLogsOverruns) {
             const int fields =
                 workers == 1 ? std::sscanf(line, one, &named, &overrun, &used)
                              : std::sscanf(line, many, &named, &self, &overrun, &signo, &used);
-            EXPECT_TRUE(fields == (workers == 1 ? 2 : 4) && line[used] == '\0') << line;
-            EXPECT_TRUE(named == timer && overrun > 0) << line;
-            EXPECT_EQ(signo, kSigNo) << line;
+            EXPECT_TRUE(fields == (workers == 1 ? 2 : 4) && line[used] == '\0' && named == timer &&
+                        overrun > 0 && signo == kSigNo)
+                << line;
             orv_timer_uninit();
             for (const char *text : {"syslog(sys) : timer thread catch exit signal",
                                      "syslog(sys) : timer thread exit"}) {
@@ -228,38 +187,32 @@ TEST(Timer, SlowCallbackRunsAloneAndLogsOverruns) {
 TEST(Timer, TeardownEndsEveryWorkerAndRestartStartsEmpty) {
     for (int signo : {kSigNo, SIGUSR2}) {
         SCOPED_TRACE("signo " + std::to_string(signo));
-        InChild(
-            [signo] {
-                const int tasks = TasksBefore(), timers = PosixTimers();
-                ASSERT_EQ(orv_timer_init(signo, 4), 1);
-                orv_timer_ctrl_t *first = g_timer_ctrl;
-                EXPECT_EQ(orv_timer_init(signo + 2, 3), 1);
-                EXPECT_TRUE(g_timer_ctrl == first && first->signo == signo && first->running == 4);
-                std::atomic<int> calls{0};
-                auto sleepy = [](void *arg) -> void * {
-                    sleep_ms(5);
-                    return Count(arg);
-                };
-                for (int i = 0; i < 8; ++i)
-                    ASSERT_NE(orv_timer_create(1, 1, sleepy, &calls), nullptr);
-                EXPECT_TRUE(wait_for([&] { return calls >= 20; }, 3000));
-                orv_timer_uninit();
-                EXPECT_EQ(g_timer_ctrl, nullptr);
-                EXPECT_TRUE(TasksBackTo(tasks)) << "not every worker was joined";
-                EXPECT_EQ(PosixTimers(), timers) << "a POSIX timer outlived its record";
-                const int after = calls;
-                sleep_ms(30);
-                EXPECT_EQ(calls, after) << "a callback ran after teardown";
-                orv_timer_free(nullptr);
-                orv_timer_uninit();
+        InChild(signo, [signo] {
+            const int tasks = TasksBefore(), timers = PosixTimers();
+            ASSERT_EQ(orv_timer_init(signo, 4), 1);
+            orv_timer_ctrl_t *first = g_timer_ctrl;
+            EXPECT_EQ(orv_timer_init(signo + 2, 3), 1);
+            EXPECT_TRUE(g_timer_ctrl == first && first->signo == signo && first->running == 4);
+            Probe probe{.first_sleep_ms = 10};
+            for (int i = 0; i < 8; ++i)
+                ASSERT_NE(orv_timer_create(1, 1, ProbeTick, &probe), nullptr);
+            EXPECT_TRUE(wait_for([&] { return probe.calls >= 20; }, 3000));
+            orv_timer_uninit();
+            EXPECT_EQ(g_timer_ctrl, nullptr);
+            EXPECT_TRUE(wait_for([&] { return TaskCount() == tasks; }, 2000)) << "not joined";
+            EXPECT_EQ(PosixTimers(), timers) << "a POSIX timer outlived its record";
+            const int after = probe.calls;
+            sleep_ms(30);
+            EXPECT_EQ(probe.calls, after) << "a callback ran after teardown";
+            orv_timer_free(nullptr);
+            orv_timer_uninit();
 
-                ASSERT_EQ(orv_timer_init(signo, 1), 1);
-                EXPECT_EQ(ListCount(), 0);
-                ASSERT_NE(orv_timer_create(5, 5, Count, &calls), nullptr);
-                EXPECT_TRUE(wait_for([&] { return calls >= after + 3; }, 2000));
-                orv_timer_uninit();
-            },
-            signo);
+            ASSERT_EQ(orv_timer_init(signo, 1), 1);
+            EXPECT_EQ(ListCount(), 0);
+            ASSERT_NE(orv_timer_create(5, 5, Count, &probe.calls), nullptr);
+            EXPECT_TRUE(wait_for([&] { return probe.calls >= after + 3; }, 2000));
+            orv_timer_uninit();
+        });
     }
 }
 
@@ -277,24 +230,21 @@ void *FreeTheOther(void *arg) {
     ++pair->arrived;
     wait_for([pair] { return pair->arrived >= 2; }, 2000);
     orv_timer_free(pair->timer[1 - Mine]);
-    ++pair->freed;
-    return nullptr;
+    return ++pair->freed, nullptr;
 }
 
 TEST(TimerFree, CallbacksFreeEachOthersTimersWithoutWaiting) {
     for (int workers : {2, 4}) {
         SCOPED_TRACE(std::to_string(workers) + " workers");
-        InChild([workers] {
-            const int tasks = TasksBefore();
+        InChild(kSigNo, [workers] {
             ASSERT_EQ(orv_timer_init(kSigNo, workers), 1);
             Pair pair;
             pair.timer[0] = orv_timer_create(20, 20, FreeTheOther<0>, &pair);
             pair.timer[1] = orv_timer_create(20, 20, FreeTheOther<1>, &pair);
             ASSERT_TRUE(pair.timer[0] != nullptr && pair.timer[1] != nullptr);
             EXPECT_TRUE(wait_for([&] { return pair.freed >= 2; }, 3000)) << "a free waited";
-            EXPECT_TRUE(wait_for([] { return ListCount() == 0; }, 1000));
+            EXPECT_EQ(ListCount(), 0);
             orv_timer_uninit();
-            EXPECT_TRUE(TasksBackTo(tasks)) << "not every worker was joined";
         });
     }
 }
@@ -305,11 +255,9 @@ TEST(TimerFree, FromOwnCallbackOrPlainThread) {
     for (int workers : {1, 3}) {
         for (bool free_own : {true, false}) {
             SCOPED_TRACE(std::to_string(workers) + " workers, " + (free_own ? "own" : "plain"));
-            InChild([workers, free_own] {
+            InChild(kSigNo, [workers, free_own] {
                 ASSERT_EQ(orv_timer_init(kSigNo, workers), 1);
-                Probe probe;
-                probe.free_own = free_own;
-                probe.first_sleep_ms = free_own ? 0 : 150;
+                Probe probe{.first_sleep_ms = free_own ? 0 : 150, .free_own = free_own};
                 probe.timer = orv_timer_create(50, 5, ProbeTick, &probe);
                 ASSERT_NE(probe.timer, nullptr);
                 ASSERT_TRUE(wait_for([&] { return probe.calls >= 1; }, 2000));
@@ -332,7 +280,7 @@ TEST(TimerFree, FromOwnCallbackOrPlainThread) {
 // it stays listed), and under the sanitizers a worker touching a released
 // record shows up. An emulated target may allow as few as 32 timers.
 TEST(TimerFree, ChurnFromSeveralThreadsWhileTicksRun) {
-    InChild([] {
+    InChild(kSigNo, [] {
         ASSERT_EQ(orv_timer_init(kSigNo, 4), 1);
         std::atomic<int> calls{0};
         std::vector<orv_timer_t *> idle;
@@ -360,39 +308,29 @@ TEST(TimerFree, ChurnFromSeveralThreadsWhileTicksRun) {
 // The settings are read at each orv_timer_signo call and at the start; a
 // signal that cannot be used fails the start with an error line.
 TEST(TimerSettings, ServiceStartsFromTheSettingsFile) {
-    struct Row {
-        const char *ini;  // null: no file
-        int signo, workers;
-    };
     // clang-format off
-    const Row rows[] = {{nullptr, 50, 1}, {"[ORVCOM]\nTimerSigNo=0\nTimerThreadNum=-1\n", 50, 1},
-        {"[ORVCOM]\nTimerSigNo=40\nTimerThreadNum=3\n", 40, 3}, {"[ORVCOM]\nTimerSigNo=64\n", 64, 0}
-    };
+    struct Row { const char *ini; int signo, workers; };  // ini null: no file; workers 0: refused
+    const Row rows[] = {{nullptr, 50, 1}, {"[ORVCOM]\nTimerSigNo=64\n", 64, 0},
+        {"[ORVCOM]\nTimerSigNo=0\nTimerThreadNum=-1\n", 50, 1},
+        {"[ORVCOM]\nTimerSigNo=40\nTimerThreadNum=3\n", 40, 3}};
     // clang-format on
     for (const Row &row : rows) {
         SCOPED_TRACE(row.ini != nullptr ? row.ini : "no file");
-        InChild(
-            [&row] {
-                ChildLog log;
-                if (row.ini != nullptr) {
-                    ASSERT_TRUE(log.tree.write_ini(row.ini));
-                }
-                EXPECT_EQ(orv_timer_signo(), row.signo);
-                EXPECT_EQ(orv_timer_init_ini(), row.workers > 0 ? 1 : 0);
-                const std::string refusal =
-                    "syslog(sys) : timer signal " + std::to_string(row.signo) + " cannot be used";
-                EXPECT_EQ(log.Lines(ORV_LOG_ERROR, refusal).size(), row.workers > 0 ? 0u : 1u);
-                if (row.workers == 0) {
-                    EXPECT_EQ(g_timer_ctrl, nullptr);
-                    return;
-                }
-                EXPECT_TRUE(g_timer_ctrl->signo == row.signo &&
-                            g_timer_ctrl->running == row.workers);
-                ASSERT_TRUE(log.tree.write_ini("[ORVCOM]\nTimerSigNo=44\n"));
-                EXPECT_EQ(orv_timer_signo(), 44);
-                orv_timer_uninit();
-            },
-            row.signo);
+        InChild(row.signo, [&row] {
+            ChildLog log;
+            ASSERT_TRUE(row.ini == nullptr || log.tree.write_ini(row.ini));
+            const bool runs = row.workers > 0;
+            EXPECT_EQ(orv_timer_signo(), row.signo);
+            EXPECT_EQ(orv_timer_init_ini(), runs ? 1 : 0);
+            const std::string refusal = "syslog(sys) : timer signal " + std::to_string(row.signo);
+            EXPECT_EQ(log.Lines(ORV_LOG_ERROR, refusal + " cannot be used").size(), runs ? 0u : 1u);
+            ASSERT_EQ(g_timer_ctrl != nullptr, runs);
+            if (!runs) return;
+            EXPECT_TRUE(g_timer_ctrl->signo == row.signo && g_timer_ctrl->running == row.workers);
+            ASSERT_TRUE(log.tree.write_ini("[ORVCOM]\nTimerSigNo=44\n"));
+            EXPECT_EQ(orv_timer_signo(), 44);
+            orv_timer_uninit();
+        });
     }
 }
 
