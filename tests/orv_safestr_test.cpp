@@ -87,8 +87,8 @@ TEST(Safestr, StrlenSafeStopsAtMaxlenAndStrdupCopies) {
         {nullptr, 0, 0}};
     // clang-format on
     for (Row row : rows) EXPECT_EQ(orv_strlen_safe(row.s, row.maxlen), row.want) << row.maxlen;
-    EXPECT_EQ(orv_strdup(nullptr), nullptr);  // freeing a copy proves it is a block of its own
-    using Copy = std::unique_ptr<char, void (*)(void *)>;
+    EXPECT_EQ(orv_strdup(nullptr), nullptr);
+    using Copy = std::unique_ptr<char, void (*)(void *)>;  // freeing it proves a block of its own
     for (const char *text : {"", "\xD6\xD0\xCE\xC4 text"})
         EXPECT_STREQ(Copy(orv_strdup(text), std::free).get(), text);
 }
