@@ -324,6 +324,9 @@ TEST(TimerSettings, ServiceStartsFromTheSettingsFile) {
             EXPECT_EQ(orv_timer_init_ini(), runs ? 1 : 0);
             const std::string refusal = "syslog(sys) : timer signal " + std::to_string(row.signo);
             EXPECT_EQ(log.Lines(ORV_LOG_ERROR, refusal + " cannot be used").size(), runs ? 0u : 1u);
+            const std::string said = "syslog(sys) : sigNo=" + std::to_string(row.signo) + ",";
+            EXPECT_EQ(log.Lines(ORV_LOG_DEBUG, said).size(), 1u);
+            EXPECT_EQ(log.Lines(ORV_LOG_DEBUG, "syslog(sys) : timer thread[").size(), row.workers);
             ASSERT_EQ(g_timer_ctrl != nullptr, runs);
             if (!runs) return;
             EXPECT_TRUE(g_timer_ctrl->signo == row.signo && g_timer_ctrl->running == row.workers);
