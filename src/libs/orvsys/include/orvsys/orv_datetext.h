@@ -14,8 +14,9 @@
  *
  * Nothing allocates, logs or looks at the system's zone; everything runs
  * on the caller's stack and any thread may parse at any time. Character
- * classes follow the process locale, so plain ASCII text reads the same
- * everywhere.
+ * classes are those of the C locale, a process's locale until it calls
+ * setlocale, from a fixed table: a byte above 127 is never a blank, digit
+ * or letter, whatever locale the process has set.
  */
 #ifndef ORVSYS_ORV_DATETEXT_H
 #define ORVSYS_ORV_DATETEXT_H
