@@ -209,12 +209,12 @@ TEST(LogFile, RotationTable) {
     // files: the messages of files 1, 2, ..., "|" between; old: there at the start; mtime
     // {0, 0}: as written.
     // clang-format off
-    struct Row { bool ext; int max_count, limit, entries, index; const char *files, *old[2] = {"", ""};
-        timespec mtime[2] = {}; } const rows[] = {
+    struct Row { bool ext; int max_count, limit, entries, index; const char *files;
+        const char *old[2] = {"", ""}; timespec mtime[2] = {}; } const rows[] = {
         {false, 2, 100, 6, 2, "r00 r01 r02|r03 r04 r05"}, {false, 2, 36, 3, 2, "r00 r01|r02"},
         {false, 2, 100, 8, 1, "r06 r07|r03 r04 r05"}, {false, 1, 100, 6, 1, "r03 r04 r05"},
-        {false, 0, 100, 7, 1, "r06"}, {false, 3, 0, 5, 3, "r02|r03|r04"}, {true, 2, 10, 3, 1, "r02|r01"},
-        {false, 2, 35, 3, 1, "r02|r01"}, {false, 2, 10, 1, 2, "old full|old r00", {F, "old\r\n"}},
+        {false, 0, 100, 7, 1, "r06"}, {false, 3, 0, 5, 3, "r02|r03|r04"},
+        {true, 2, 10, 3, 1, "r02|r01"}, {false, 2, 35, 3, 1, "r02|r01"}, {false, 2, 10, 1, 2, "old full|old r00", {F, "old\r\n"}},
         {true, 2, 10, 1, 1, "old full|old r00", {F, "old\r\n"}},
         {true, 2, 10, 1, 1, "old full|r00", {F, F}, {{t + 1, 0}, {t, 0}}},
         {true, 2, 10, 1, 1, "r00|old full", {F, F}, {{t, 9000}, {t, 0}}}};
