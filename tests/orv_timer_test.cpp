@@ -220,6 +220,7 @@ TEST(Timer, TeardownEndsEveryWorkerAndRestartStartsEmpty) {
 // is running on the other worker: neither may wait for the other.
 struct Pair {
     std::atomic<orv_timer_t *> timer[2] = {nullptr, nullptr};  // set while ticks may run
+    orv_timer_t *idle = nullptr;  // never ticks; freed from a callback all the same
     std::atomic<int> arrived{0}, freed{0};
 };
 
@@ -230,6 +231,7 @@ void *FreeTheOther(void *arg) {
     ++pair->arrived;
     wait_for([pair] { return pair->arrived >= 2; }, 2000);
     orv_timer_free(pair->timer[1 - Mine]);
+    if (Mine == 0) orv_timer_free(pair->idle);
     return ++pair->freed, nullptr;
 }
 
@@ -237,14 +239,18 @@ TEST(TimerFree, CallbacksFreeEachOthersTimersWithoutWaiting) {
     for (int workers : {2, 4}) {
         SCOPED_TRACE(std::to_string(workers) + " workers");
         InChild(kSigNo, [workers] {
+            const int timers = PosixTimers();
             ASSERT_EQ(orv_timer_init(kSigNo, workers), 1);
             Pair pair;
+            std::atomic<int> idle_ticks{0};
+            pair.idle = orv_timer_create(100000, 100000, Count, &idle_ticks);
             pair.timer[0] = orv_timer_create(20, 20, FreeTheOther<0>, &pair);
             pair.timer[1] = orv_timer_create(20, 20, FreeTheOther<1>, &pair);
             ASSERT_TRUE(pair.timer[0] != nullptr && pair.timer[1] != nullptr);
             EXPECT_TRUE(wait_for([&] { return pair.freed >= 2; }, 3000)) << "a free waited";
             EXPECT_TRUE(wait_for([] { return ListCount() == 0; }, 1000));  // one may free twice
             orv_timer_uninit();
+            EXPECT_EQ(PosixTimers(), timers) << "the idle timer was never released";
         });
     }
 }
