@@ -182,7 +182,7 @@ void orv_log_console(const orv_log_entry_t *entry, const char *time_text) {
 void orv_log_file(const orv_log_entry_t *entry, const char *time_text) {
     orv_log_ctrl_t *ctrl = g_orv_log_ctrl;
     if (entry == nullptr || ctrl == nullptr) return;
-    unique_file fp = entry->ext > 0 ? unique_file(orv_log_ext_file()) : open_numbered_file(ctrl);
+    unique_file fp = entry->ext > 0 ? orv_log_ext_file() : open_numbered_file(ctrl);
     if (!fp) return;
     std::fprintf(fp.get(), style_of(entry->level).file_format, time_text, entry->message);
 }
@@ -190,9 +190,9 @@ void orv_log_file(const orv_log_entry_t *entry, const char *time_text) {
 // The first ext file while it is below the limit, else the second; when
 // both are full the older (by whole-second modification time; the first
 // at equal times) is emptied.
-FILE *orv_log_ext_file(void) {
+unique_file orv_log_ext_file(void) {
     const orv_log_ctrl_t *ctrl = g_orv_log_ctrl;
-    if (ctrl == nullptr) return nullptr;
+    if (ctrl == nullptr) return {};
     char first_path[kPathSize];
     char second_path[kPathSize];
     root_path(first_path, kPathSize, "run/log/%s_ext_1.txt", ctrl->name);
@@ -201,10 +201,10 @@ FILE *orv_log_ext_file(void) {
     struct stat second;
     bool full = false;
     unique_file fp = open_below_limit(first_path, *ctrl, &first, &full);
-    if (!full) return fp.release();
+    if (!full) return fp;
     fp = open_below_limit(second_path, *ctrl, &second, &full);
-    if (!full) return fp.release();
-    return std::fopen(first.st_mtime > second.st_mtime ? second_path : first_path, "w+");
+    if (!full) return fp;
+    return unique_file(first.st_mtime > second.st_mtime ? second_path : first_path, "w+");
 }
 
 }  // namespace orv::internal

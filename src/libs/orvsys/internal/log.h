@@ -2,8 +2,7 @@
 // reachable by the unit tests through the static build.
 #pragma once
 
-#include <cstdio>
-
+#include "internal/raii.h"
 #include "orvsys/orv_log.h"
 
 namespace orv::internal {
@@ -19,8 +18,7 @@ int orv_log_write(const orv_log_entry_t *entry, int save);
 void orv_log_console(const orv_log_entry_t *entry, const char *time_text);
 // Appends the entry's line to its file, rotating as needed.
 void orv_log_file(const orv_log_entry_t *entry, const char *time_text);
-// The ext file to append to (the older one emptied when both are full);
-// the caller closes it.
-FILE *orv_log_ext_file(void);
+// The ext file to append to (the older one emptied when both are full).
+unique_file orv_log_ext_file(void);
 
 }  // namespace orv::internal
