@@ -2,6 +2,7 @@
 // tag owns is set, so reading, comparing or writing more of the union shows up.
 #include "orvsys/orv_variant.h"
 
+#include <algorithm>
 #include <cmath>
 #include <map>
 #include <tuple>
