@@ -44,13 +44,6 @@ orv_datetime_t Expected(time_t t, int32_t ms, bool utc) {
 // The zone difference of UTC+12 and UTC-12, which turns at noon UTC.
 int AtNoon(time_t t) { return Expected(t, 0, true).hour < 12 ? 12 : -12; }
 
-// Runs body in a child with TZ set to tz and expects every check there to hold.
-template <class Body>
-void InZone(const char *tz, Body body) {
-    const auto child = orv_test::run_in_child([&] { setenv("TZ", tz, 1), tzset(), body(); });
-    EXPECT_TRUE(child.ok()) << "TZ=" << tz << ": " << child;
-}
-
 // Seconds to fields (S), fields to seconds (F) or both (B): local rules as standard time, weekday
 // junk, millisecond ms_in (the timestamp keeps its low 16 bits). Midnight rows also take the date
 // form, 1970-01-01 rows the time form; -1 is also a refusal. Null pointers are refused.
@@ -78,7 +71,7 @@ TEST(Calendar, SecondsAndFields) {
     };
     // clang-format on
     for (const Row &row : rows) {
-        InZone(row.tz, [&row, t = row.t] {
+        orv_test::in_zone(row.tz, [&row, t = row.t] {
             SCOPED_TRACE(::testing::Message() << row.tz << " t=" << t << " " << Fields(row.local));
             const orv_timestamp_t ts{t, row.ms, kReserved};
             for (int utc = 0; utc < 2 && row.way != 'F'; ++utc) {
@@ -136,7 +129,7 @@ TEST(Calendar, ClockReadsAndZone) {
     };
     // clang-format on
     for (const Row &row : rows) {
-        InZone(row.tz, [&row] {
+        orv_test::in_zone(row.tz, [&row] {
             EXPECT_EQ(g_orv_timezone, 0) << "set before the first call";
             const time_t t0 = time(nullptr);
             int32_t seen[4] = {-100, -100, -100, -100};

@@ -217,4 +217,11 @@ ChildResult run_in_child(Body body, long bound_s = 30, int block_signo = 0) {
     return result;
 }
 
+// Runs body in a child with TZ set to tz and expects every check there to hold.
+template <class Body>
+void in_zone(const char *tz, Body body) {
+    const auto child = run_in_child([&] { setenv("TZ", tz, 1), tzset(), body(); });
+    EXPECT_TRUE(child.ok()) << "TZ=" << tz << ": " << child;
+}
+
 }  // namespace orv_test

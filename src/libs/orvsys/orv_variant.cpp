@@ -158,8 +158,9 @@ int read_text(const char *text, T *out) {
     if constexpr (std::is_integral_v<T> && sizeof(T) == 4) {
         return parse(text, out);
     } else {
-        using Parsed = std::conditional_t<std::is_floating_point_v<T>, double,
-                                          std::conditional_t<std::is_signed_v<T>, int32_t, uint32_t>>;
+        using Parsed =
+            std::conditional_t<std::is_floating_point_v<T>, double,
+                               std::conditional_t<std::is_signed_v<T>, int32_t, uint32_t>>;
         Parsed value{};
         if (!parse(text, &value)) return 0;
         *out = static_cast<T>(value);
@@ -235,12 +236,12 @@ int store_number(orv_variant_t *v, S value) {
     switch (holding_of(v->type)) {
     case Holding::Bool: x.as_bool = truth(value); return 1;
     case Holding::Word32:
-        x.as_int32 = is_signed ? convert<int32_t>(value)
-                               : static_cast<int32_t>(convert<uint32_t>(value));
+        x.as_int32 =
+            is_signed ? convert<int32_t>(value) : static_cast<int32_t>(convert<uint32_t>(value));
         return 1;
     case Holding::Word64:
-        x.as_int64 = is_signed ? convert<int64_t>(value)
-                               : static_cast<int64_t>(convert<uint64_t>(value));
+        x.as_int64 =
+            is_signed ? convert<int64_t>(value) : static_cast<int64_t>(convert<uint64_t>(value));
         return 1;
     case Holding::Float: x.as_float = static_cast<float>(value); return 1;
     case Holding::Double: x.as_double = static_cast<double>(value); return 1;
@@ -292,8 +293,8 @@ bool scan_datetime_text(const char *text, orv_datetime_t *dt) {
 bool print_timestamp(const orv_timestamp_t &ts, char *dest, uint32_t size) {
     orv_datetime_t dt{};
     return orv_timestamp_to_datetime(&ts, &dt) &&
-           orv_snprintf(dest, size, "%04d-%02d-%02d %02d:%02d:%02d.%03d", dt.year, dt.month,
-                        dt.day, dt.hour, dt.minute, dt.second, dt.millisecond) > 0;
+           orv_snprintf(dest, size, "%04d-%02d-%02d %02d:%02d:%02d.%03d", dt.year, dt.month, dt.day,
+                        dt.hour, dt.minute, dt.second, dt.millisecond) > 0;
 }
 
 // A date at local midnight; a time on 1970-01-01.
@@ -500,9 +501,8 @@ ORV_API char *orv_variant_to_string(const orv_variant_t *v, char *dest, int32_t 
         written = x.data != nullptr;
         break;
     default:
-        written = visit_number(*v, [dest, room](auto value) {
-            return write_number_text(dest, room, value) ? 1 : 0;
-        });
+        written = visit_number(
+            *v, [dest, room](auto value) { return write_number_text(dest, room, value) ? 1 : 0; });
     }
     return written ? dest : nullptr;
 }
@@ -566,8 +566,8 @@ ORV_API int orv_variant_from_timestamp(orv_variant_t *v, const orv_timestamp_t *
     case Holding::Word64: x.as_int64 = seconds; return 1;
     case Holding::Float:
         // Each part narrowed on its own, the sum taken in 32 bits.
-        x.as_float = static_cast<float>(seconds) +
-                     static_cast<float>(ts->milliseconds * 1000 * 1e-6);
+        x.as_float =
+            static_cast<float>(seconds) + static_cast<float>(ts->milliseconds * 1000 * 1e-6);
         return 1;
     case Holding::Double: x.as_double = seconds_with_fraction(*ts); return 1;
     case Holding::Calendar: x.as_timestamp = *ts; return 1;
@@ -676,7 +676,8 @@ ORV_API uint8_t orv_variant_from_other(orv_variant_t *v, const orv_variant_t *so
     if (v == nullptr || source == nullptr) return 0;
     const auto &x = source->value;
     switch (holding_of(source->type)) {
-    case Holding::Calendar: return static_cast<uint8_t>(orv_variant_from_timestamp(v, &x.as_timestamp));
+    case Holding::Calendar:
+        return static_cast<uint8_t>(orv_variant_from_timestamp(v, &x.as_timestamp));
     case Holding::Text:
         return static_cast<uint8_t>(
             orv_variant_from_string(v, static_cast<const char *>(x.data), x.len));
