@@ -13,5 +13,8 @@
 #include "orvsys/orv_log.h"
 #include "orvsys/orv_list.h"
 #include "orvsys/orv_timer.h"
+#include "orvsys/orv_buffer.h"
+#include "orvsys/orv_roundbuf.h"
+#include "orvsys/orv_map.h"
 
 #endif /* ORVSYS_ORVSYS_H */
