@@ -23,7 +23,7 @@ TEST(Buffer, OperationsFromAHalfFullBuffer) {
     // clang-format off
     struct Row { char op; int arg; const char *want; };
     const Row rows[] = {{'p', 2, "1abcdxy 6/0"}, {'p', 3, "0abcd.. 4/2"}, {'p', 0, "0abcd.. 4/2"},
-        {'p', -1, "0abcd.. 4/2"}, {'v', 0, "1abcdv. 5/1"}, {'m', 1, "0bcdd.. 3/3"},
+        {'p', 1, "1abcdx. 5/1"}, {'v', 0, "1abcdv. 5/1"}, {'m', 1, "0bcdd.. 3/3"},
         {'m', 3, "0dbcd.. 1/5"}, {'m', 4, "0...... 0/6"}, {'m', 9, "0...... 0/6"},
         {'m', 0, "0abcd.. 4/2"}, {'m', -1, "0abcd.. 4/2"}, {'l', -1, "0abcd.. 0/6"},
         {'l', 7, "0abcd.. 6/0"}, {'l', 2, "0abcd.. 2/4"}, {'r', 'z', "0zzzzzz 0/6"},
