@@ -16,5 +16,9 @@
 #include "orvsys/orv_buffer.h"
 #include "orvsys/orv_roundbuf.h"
 #include "orvsys/orv_map.h"
+#include "orvsys/orv_elapsed.h"
+#include "orvsys/orv_sem.h"
+#include "orvsys/orv_trace.h"
+#include "orvsys/orv_clockset.h"
 
 #endif /* ORVSYS_ORVSYS_H */
