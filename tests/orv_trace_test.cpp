@@ -50,8 +50,8 @@ TEST(Trace, TimeStampedAndHexLines) {
         {1024, 1, "c", "c[1] : Tx >>> : " + Hex(0, 512) + "\nc[2] : Tx >>> : " + Hex(512, 1024) +
                        "\nc[3] : Tx >>> : \n"},
         {512, 0, nullptr, "[1] : Rx <<< : " + Hex(0, 512) + "\n[2] : Rx <<< : \n"},
-        {600, 0, label.c_str(), cut + "[1] : Rx <<< : " + Hex(0, 512) + "\n" + cut +
-                                "[2] : Rx <<< : " + Hex(512, 600) + "\n"},
+        {1000, 0, label.c_str(), cut + "[1] : Rx <<< : " + Hex(0, 512) + "\n" + cut +
+                                "[2] : Rx <<< : " + Hex(512, 1000) + "\n"},
         {3, 0, label.c_str(), label + " : Rx <<< : 00 07 0E\n"}};
     // clang-format on
     for (const Row &row : rows)
