@@ -38,9 +38,10 @@ TEST(ClockSet, SetsTheSecondThenTheHardwareClock) {
         for (auto set : {orv_set_datetime, orv_set_datetime_utc}) {
             orv_test::Tree tree;
             orv_test::in_zone("XXX-8", [&] {
-                tree.use();
-                ASSERT_EQ(orv_log_init("t"), 1);
+                ASSERT_EQ((tree.use(), orv_log_init("t")), 1);
                 orv::internal::clockset_seam({SetTime, RunCommand});
+                timeval now{};  // the seam took the right to set clocks from this child
+                ASSERT_NE((gettimeofday(&now, nullptr), settimeofday(&now, nullptr)), 0);
                 signal(SIGCHLD, Handler), g_set_result = row.set_result,
                                           g_run_status = row.run_status;
                 int32_t cursor = 0;  // the error line is the log's first entry

@@ -1,6 +1,10 @@
 // Setting the wall clock and copying it to the hardware clock.
 #include "orvsys/orv_clockset.h"
 
+#include <linux/capability.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
@@ -31,11 +35,24 @@ int set_clock(int32_t seconds, const orv_datetime_t &dt, uint8_t sync_hw) {
     return 0;
 }
 
+// A process that puts stand-ins in place also gives up the right to set
+// clocks (CAP_SYS_TIME), so that no fault between the seam and its callers
+// can reach the machine's clock or its hardware clock.
+void give_up_clock_rights() {
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct caps[2]{};
+    if (syscall(SYS_capget, &header, caps) != 0) return;
+    caps[0].effective &= ~(1u << CAP_SYS_TIME);
+    caps[0].permitted &= ~(1u << CAP_SYS_TIME);
+    syscall(SYS_capset, &header, caps);
+}
+
 }  // namespace
 
 namespace orv::internal {
 
 void clockset_seam(const ClockSystem &system) {
+    if (system.set_time != nullptr || system.run != nullptr) give_up_clock_rights();
     g_system.set_time = system.set_time != nullptr ? system.set_time : real_set_time;
     g_system.run = system.run != nullptr ? system.run : std::system;
 }

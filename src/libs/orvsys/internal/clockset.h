@@ -12,7 +12,8 @@ struct ClockSystem {
 };
 
 // Replaces the services for the rest of the process; a null member puts
-// the real one back.
+// the real one back. Installing a stand-in also drops the process's right to
+// set clocks for good, so a test cannot reach the real clock by mistake.
 void clockset_seam(const ClockSystem &system);
 
 }  // namespace orv::internal
