@@ -75,6 +75,15 @@ inline bool write_file(const std::string &path, const std::string &text) {
 
 inline bool exists(const std::string &path) { return access(path.c_str(), F_OK) == 0; }
 
+// The md5sum command's digest of the file at path, upper-case ("" when it cannot run).
+inline std::string md5sum(const std::string &path) {
+    FILE *pipe = popen(("md5sum '" + path + "'").c_str(), "r");
+    char text[33] = {};
+    if (pipe != nullptr) std::fread(text, 1, 32, pipe), pclose(pipe);
+    for (char &c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return text;
+}
+
 // A fresh directory under TMPDIR (or /tmp), resolved to its real path and
 // removed with all it holds at the end of the scope.
 class ScratchDir {

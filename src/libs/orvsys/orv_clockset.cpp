@@ -5,11 +5,11 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdlib>
 #include <ctime>
 
 #include "internal/clockset.h"
+#include "internal/process.h"
 #include "orvsys/orv_log.h"
 
 namespace {
@@ -26,10 +26,7 @@ int set_clock(int32_t seconds, const orv_datetime_t &dt, uint8_t sync_hw) {
     time.tv_usec = static_cast<suseconds_t>(dt.millisecond) * 1000;
     if (g_system.set_time(&time) != 0) return 0;
     if (sync_hw == 0) return 1;
-    const auto old_action = std::signal(SIGCHLD, SIG_DFL);
-    const int status = g_system.run("hwclock -w");
-    std::signal(SIGCHLD, old_action);
-    if (status == 0) return 1;
+    if (orv::internal::run_with_default_sigchld(g_system.run, "hwclock -w") == 0) return 1;
     orv_log_error("syslog(sys) : set hardware clock failed,time=%04d-%02d-%02d %02d:%02d:%02d",
                   dt.year, dt.month, dt.day, dt.hour, dt.minute, dt.second);
     return 0;

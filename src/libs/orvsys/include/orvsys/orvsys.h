@@ -20,5 +20,8 @@
 #include "orvsys/orv_sem.h"
 #include "orvsys/orv_trace.h"
 #include "orvsys/orv_clockset.h"
+#include "orvsys/orv_md5.h"
+#include "orvsys/orv_process.h"
+#include "orvsys/orv_file.h"
 
 #endif /* ORVSYS_ORVSYS_H */
