@@ -29,14 +29,16 @@ inline uint32_t f(uint32_t x, uint32_t y, uint32_t z) { return z ^ (x & (y ^ z))
 inline uint32_t h(uint32_t x, uint32_t y, uint32_t z) { return x ^ y ^ z; }
 inline uint32_t i(uint32_t x, uint32_t y, uint32_t z) { return y ^ (x | ~z); }
 
+// The sums are grouped so that what does not wait for b, the newest word,
+// is added first, off the chain from one step to the next.
 template <uint32_t (*Fn)(uint32_t, uint32_t, uint32_t), int S>
 inline void step(uint32_t &a, uint32_t b, uint32_t c, uint32_t d, uint32_t xk, uint32_t t) {
-    a = b + rotate_left(a + Fn(b, c, d) + xk + t, S);
+    a = b + rotate_left((a + xk + t) + Fn(b, c, d), S);
 }
 
 template <int S>
 inline void step_g(uint32_t &a, uint32_t b, uint32_t c, uint32_t d, uint32_t xk, uint32_t t) {
-    a = b + rotate_left(a + xk + t + (~d & c) + (d & b), S);
+    a = b + rotate_left(((a + xk + t) + (~d & c)) + (d & b), S);
 }
 
 void transform(uint32_t state[4], const uint8_t block[64]) {
@@ -80,8 +82,10 @@ void transform(uint32_t state[4], const uint8_t block[64]) {
     step<i, 6>(a, b, c, d, x[4], 0xf7537e82), step<i, 10>(d, a, b, c, x[11], 0xbd3af235);
     step<i, 15>(c, d, a, b, x[2], 0x2ad7d2bb), step<i, 21>(b, c, d, a, x[9], 0xeb86d391);
     state[0] += a, state[1] += b, state[2] += c, state[3] += d;
-    // The decoded copy of the block is wiped, in a way the compiler keeps.
-    explicit_bzero(x, sizeof x);
+    // The decoded copy of the block is wiped: two vector stores, which the empty
+    // statement that claims to read the memory keeps the compiler from dropping.
+    std::memset(x, 0, sizeof x);
+    asm volatile("" : : "r"(x) : "memory");
 }
 
 // A digest of one input into upper-case hex: all 16 bytes, or the 8 folded pairs.
