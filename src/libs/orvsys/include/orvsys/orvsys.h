@@ -23,5 +23,9 @@
 #include "orvsys/orv_md5.h"
 #include "orvsys/orv_process.h"
 #include "orvsys/orv_file.h"
+#include "orvsys/orv_search.h"
+#include "orvsys/orv_scan.h"
+#include "orvsys/orv_charset.h"
+#include "orvsys/orv_getopt.h"
 
 #endif /* ORVSYS_ORVSYS_H */
