@@ -53,8 +53,8 @@ TEST(Getopt, InitStartsAgain) {
         orv_optind = 0;
         EXPECT_EQ(orv_getopt(2, argv, "ac"), 'a');
         orv_getopt_init(), orv_optind = 0;
-        EXPECT_TRUE(orv_getopt(2, argv, "ac") == 'a' && orv_getopt(2, argv, "ac") == 'c');
-        EXPECT_EQ(orv_getopt(2, argv, "ac"), -1);
+        EXPECT_TRUE(orv_getopt(2, argv, "ac") == 'a' && orv_getopt(2, argv, "ac") == 'c' &&
+                    orv_getopt(2, argv, "ac") == -1);
     });
     EXPECT_TRUE(child.ok()) << child;
 }
