@@ -30,12 +30,12 @@ ORV_API int orv_getopt(int argc, char *const argv[], const char *optstring) {
         g_cursor = word + 1;
     }
     const auto option = static_cast<unsigned char>(*g_cursor++);
-    const char *spec = std::strchr(optstring, option);
-    if (spec == nullptr || option == ':') {
+    const char *entry = std::strchr(optstring, option);
+    if (entry == nullptr || option == ':') {
         std::printf("%s: unknown option -%c\n", argv[0], option);
         return '?';
     }
-    if (spec[1] != ':') return option;
+    if (entry[1] != ':') return option;
     if (*g_cursor != '\0') {
         orv_optarg = const_cast<char *>(g_cursor);
         g_cursor = nullptr;
