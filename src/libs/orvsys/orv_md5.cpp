@@ -5,6 +5,8 @@
 
 #include <cstring>
 
+#include "orvsys/orv_numtext.h"
+
 namespace {
 
 // The padding block: 0x80 and 63 zero bytes, never written.
@@ -91,19 +93,15 @@ void transform(uint32_t state[4], const uint8_t block[64]) {
 // A digest of one input into upper-case hex: all 16 bytes, or the 8 folded pairs.
 template <bool Folded>
 int to_text(const uint8_t *input, uint32_t length, char *text) {
-    static constexpr char kDigits[] = "0123456789ABCDEF";
     orv_md5_ctx_t ctx;
     uint8_t digest[16];
     MD5Init(&ctx);
     MD5Update(&ctx, input, length);
     MD5Final(digest, &ctx);
     constexpr int kBytes = Folded ? 8 : 16;
-    for (int k = 0; k < kBytes; ++k) {
-        const uint8_t byte = Folded ? digest[2 * k] ^ digest[2 * k + 1] : digest[k];
-        text[2 * k] = kDigits[byte >> 4];
-        text[2 * k + 1] = kDigits[byte & 0x0F];
-    }
-    text[2 * kBytes] = '\0';
+    if constexpr (Folded)  // in place: byte k is read before it is written
+        for (int k = 0; k < kBytes; ++k) digest[k] = digest[2 * k] ^ digest[2 * k + 1];
+    orv_hex_to_ascii_str(text, 2 * kBytes, digest, kBytes, 1);
     return 2 * kBytes;
 }
 

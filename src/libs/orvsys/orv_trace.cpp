@@ -7,6 +7,7 @@
 #include <ctime>
 
 #include "internal/trace.h"
+#include "orvsys/orv_numtext.h"
 #include "orvsys/orv_safestr.h"
 
 namespace {
@@ -21,15 +22,9 @@ constexpr int kLabelSize = 64;   // a chunk label, terminator included
 namespace orv::internal {
 
 void orv_bprintf_line(const uint8_t *data, int32_t length, uint8_t tx, const char *label) {
-    static constexpr char kDigits[] = "0123456789ABCDEF";
     char text[kLineSize] = {};
-    const int32_t count = length < kChunk ? length : kChunk;
-    char *at = text;
-    for (int32_t i = 0; i < count; ++i) {
-        if (i > 0) *at++ = ' ';
-        *at++ = kDigits[data[i] >> 4];
-        *at++ = kDigits[data[i] & 0x0F];
-    }
+    const int32_t count = length < 0 ? 0 : length < kChunk ? length : kChunk;
+    orv_hex_to_ascii_str(text, kLineSize - 1, data, static_cast<uint32_t>(count), 0);
     const char *direction = tx != 0 ? "Tx >>>" : "Rx <<<";
     if (label != nullptr)
         std::printf("%s : %s : %s\n", label, direction, text);
